@@ -1,0 +1,40 @@
+// Test control over the block allocator: make the k-th block allocation fail,
+// so that every out-of-memory path of a service can be reached.
+#ifndef QZ4_TEST_ALLOC_SEAM_H
+#define QZ4_TEST_ALLOC_SEAM_H
+
+namespace qz4test {
+
+/// While alive, block allocation number `k` (counted from 1 from the moment of
+/// construction) and every later one fail; k = 0 counts without failing.
+class failing_allocator {
+ public:
+  explicit failing_allocator(unsigned k);
+  ~failing_allocator();
+  failing_allocator(const failing_allocator&) = delete;
+  failing_allocator& operator=(const failing_allocator&) = delete;
+
+  /// Allocations asked for since construction.
+  unsigned calls() const;
+  /// True when at least one allocation was refused.
+  bool failed() const;
+};
+
+/// Runs `run(k)` with allocation k failing, for k = 1, 2, ..., until a run
+/// asks for fewer than k allocations; returns the number of runs with a
+/// refused allocation. `run` gets k and reports nothing: it checks its own
+/// status inside.
+template <class F>
+unsigned for_each_failing_allocation(F run) {
+  unsigned k = 1;
+  for (;; ++k) {
+    failing_allocator seam(k);
+    run(k);
+    if (!seam.failed()) break;
+  }
+  return k - 1;
+}
+
+}  // namespace qz4test
+
+#endif
