@@ -32,7 +32,7 @@ QZ4_API void __vector_num_free(char* p);
 
 /// Replaces the allocate/free pair behind every storage block. A host program
 /// can account for or cap the library's memory this way; `allocate` must
-/// return null on failure. Passing two null pointers restores the default
+/// return null on failure. Passing null pointers restores the default
 /// malloc-based pair. Not synchronised: set it while no container is being
 /// grown or released, and free blocks with the pair that allocated them.
 QZ4_API void set_block_allocator(char* (*allocate)(unsigned bytes), void (*release)(char*));

@@ -95,14 +95,16 @@ QZ4_API int count_unique_indices(const dense2D<unsigned>& connectivity);
 
 /// Matches two lists of IDs: b_to_a[j] is the position in `a` of b[j] (the
 /// last one when a value repeats in `a`), a_to_b[i] the last position j of `b`
-/// matched to i; unmatched entries are NO_ID. NO_ID never matches. Returns 0.
+/// matched to i; unmatched entries are NO_ID. NO_ID never matches. Returns 0,
+/// or -199 with both outputs empty when they could not be allocated.
 QZ4_API int get_IDs(const dense1D<unsigned>& a, const dense1D<unsigned>& b,
                     dense1D<unsigned>& b_to_a, dense1D<unsigned>& a_to_b);
 
 /// Matches the columns of two connectivities. With `exact_order` two columns
 /// match when identical; without it they also match up to cyclic rotation and
 /// reversal, the symmetries of a polygon. The first matching column of `a`
-/// wins. Returns 0, or -2 with both outputs empty when the row counts differ.
+/// wins. Returns 0, or -2 with both outputs empty when the row counts differ,
+/// or -199 with both outputs empty when they could not be allocated.
 QZ4_API int get_IDs(const dense2D<unsigned>& a, const dense2D<unsigned>& b,
                     dense1D<unsigned>& b_to_a, dense1D<unsigned>& a_to_b, bool exact_order);
 
