@@ -150,7 +150,8 @@ class vector_num : public ref_counted {
     if (keep > capacity) keep = capacity;
     if (keep > cap) keep = cap;
     if (detail::block_traits<T>::plain) {
-      if (keep) std::memcpy(static_cast<void*>(d), static_cast<const void*>(data), keep * sizeof(T));
+      if (keep)
+        std::memcpy(static_cast<void*>(d), static_cast<const void*>(data), keep * sizeof(T));
     } else {
       for (unsigned i = 0; i < cap; ++i) new (d + i) T();
       for (unsigned i = 0; i < keep; ++i) d[i] = data[i];
@@ -331,9 +332,7 @@ class dense2D : public dense1D<T> {
  public:
   dense2D() : rows_(0), cols_(0), ld_(0) {}
   dense2D(unsigned rows, unsigned cols) : rows_(0), cols_(0), ld_(0) { resize(rows, cols); }
-  dense2D(unsigned rows, unsigned cols, T v) : rows_(0), cols_(0), ld_(0) {
-    resize(rows, cols, v);
-  }
+  dense2D(unsigned rows, unsigned cols, T v) : rows_(0), cols_(0), ld_(0) { resize(rows, cols, v); }
   dense2D(const dense2D&) = default;
   dense2D& operator=(const dense2D&) = default;
   ~dense2D() = default;
@@ -435,9 +434,7 @@ class dense2D : public dense1D<T> {
     return dense1D<T>(*this).sub_vector(offset - this->offset_, size);
   }
 
-  std::uint64_t span() const {
-    return empty() ? 0 : std::uint64_t(ld_) * (cols_ - 1) + rows_;
-  }
+  std::uint64_t span() const { return empty() ? 0 : std::uint64_t(ld_) * (cols_ - 1) + rows_; }
 
   bool append(const T* v, unsigned n) {
     const bool was_empty = empty();
@@ -482,7 +479,8 @@ class dense2D : public dense1D<T> {
           for (unsigned i = rk; i-- > 0;) d[std::size_t(j) * ld + i] = d[std::size_t(j) * ld0 + i];
       } else {
         for (unsigned j = 0; j < ck; ++j)
-          for (unsigned i = 0; i < rk; ++i) d[std::size_t(j) * ld + i] = d[std::size_t(j) * ld0 + i];
+          for (unsigned i = 0; i < rk; ++i)
+            d[std::size_t(j) * ld + i] = d[std::size_t(j) * ld0 + i];
       }
     }
     rows_ = R;

@@ -22,13 +22,23 @@ constexpr edge_list line_edges = {1, {{0, 1}}};
 constexpr edge_list tria_edges = {3, {{1, 2}, {2, 0}, {0, 1}}};
 constexpr edge_list quad_edges = {4, {{0, 1}, {1, 2}, {2, 3}, {3, 0}}};
 constexpr edge_list tetra_edges = {6, {{1, 2}, {2, 0}, {0, 1}, {3, 0}, {3, 1}, {3, 2}}};
-constexpr edge_list pyra_edges = {
-    8, {{0, 4}, {1, 4}, {2, 4}, {3, 4}, {0, 1}, {1, 2}, {2, 3}, {3, 0}}};
+constexpr edge_list pyra_edges = {8,
+                                  {{0, 4}, {1, 4}, {2, 4}, {3, 4}, {0, 1}, {1, 2}, {2, 3}, {3, 0}}};
 constexpr edge_list penta_edges = {
     9, {{0, 3}, {1, 4}, {2, 5}, {1, 2}, {2, 0}, {0, 1}, {4, 5}, {5, 3}, {3, 4}}};
-constexpr edge_list hexa_edges = {
-    12,
-    {{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}};
+constexpr edge_list hexa_edges = {12,
+                                  {{0, 1},
+                                   {1, 2},
+                                   {2, 3},
+                                   {3, 0},
+                                   {4, 5},
+                                   {5, 6},
+                                   {6, 7},
+                                   {7, 4},
+                                   {0, 4},
+                                   {1, 5},
+                                   {2, 6},
+                                   {3, 7}}};
 
 /// Edge list of a pure kind; null for the kinds without one (ET_NONE, ET_NODE,
 /// ET_EDGE_MIXED, ET_HEXA20 and the two mixed kinds, whose columns choose).

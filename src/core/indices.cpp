@@ -245,9 +245,8 @@ int unique_indices(dense1D<unsigned>& out, const dense2D<unsigned>& connectivity
 int unique_indices(dense1D<unsigned>& out, const dense1D<unsigned>& ids,
                    const dense1D<unsigned>& excluded) {
   if (ids.empty()) return 0;
-  out.reserve(unsigned(std::min<std::uint64_t>(std::uint64_t(out.size()) + ids.size(),
-                                               0xFFFFFFFFu)),
-              1);
+  out.reserve(
+      unsigned(std::min<std::uint64_t>(std::uint64_t(out.size()) + ids.size(), 0xFFFFFFFFu)), 1);
   detail::uint_set seen(ids.size() + excluded.size());
   for (unsigned v : excluded) seen.insert(v);
   for (unsigned v : ids)

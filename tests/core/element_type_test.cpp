@@ -1,0 +1,83 @@
+// The element tables against the geometry they describe.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <utility>
+
+#include "core/element_tables.h"
+#include "qz4/element_type.h"
+
+using namespace qz4;
+using namespace qz4::tessellix::detail;
+
+TEST(ElementTables, CountsOfEveryKind) {
+  const unsigned nodes[21] = {0, 1, 0, 2, 3, 0, 3, 4, 6, 8, 9, 0, 4, 10, 5, 14, 6, 18, 8, 20, 27};
+  const unsigned corners[21] = {0, 1, 2, 2, 2, 0, 3, 4, 3, 4, 4, 0, 4, 4, 5, 5, 6, 6, 8, 8, 8};
+  for (int t = 0; t < 21; ++t) {
+    EXPECT_EQ(element_nodes[t], nodes[t]) << t;
+    EXPECT_EQ(element_corners[t], corners[t]) << t;
+  }
+  EXPECT_EQ(NO_ID, 0xFFFFFFFFu);
+  EXPECT_EQ(ET_HEXA27, 20);
+}
+
+// Every edge of a shape lies on exactly two of its boundaries (one for a
+// surface shape's edge, which is its own boundary), and the edge lists hold
+// each corner pair once: the two tables describe the same solid.
+TEST(ElementTables, EdgesAndBoundariesAgree) {
+  const element_type solids[] = {ET_TETRA4, ET_PYRA5, ET_PENTA6, ET_HEXA8};
+  for (element_type t : solids) {
+    const edge_list& e = *edges_of(t);
+    const boundary_list& b = *boundaries_of(t);
+    std::set<std::pair<int, int> > distinct;
+    for (unsigned i = 0; i < e.count; ++i) {
+      const int p = e.v[i][0], q = e.v[i][1];
+      distinct.insert({std::min(p, q), std::max(p, q)});
+      int faces = 0;
+      for (unsigned f = 0; f < b.count; ++f) {
+        unsigned n = b.v[f][3] == NONE ? 3 : 4;
+        for (unsigned k = 0; k < n && b.width == 4; ++k) {
+          const int a = b.v[f][k], c = b.v[f][(k + 1) % n];
+          if ((a == p && c == q) || (a == q && c == p)) ++faces;
+        }
+        if (b.width == 3)
+          for (unsigned k = 0; k < 3; ++k) {
+            const int a = b.v[f][k], c = b.v[f][(k + 1) % 3];
+            if ((a == p && c == q) || (a == q && c == p)) ++faces;
+          }
+      }
+      EXPECT_EQ(faces, 2) << t << " edge " << i;
+    }
+    EXPECT_EQ(distinct.size(), e.count) << t;
+  }
+  EXPECT_EQ(edges_of(ET_HEXA20), nullptr);
+  EXPECT_EQ(edges_of(ET_HEXA27), &hexa_edges);
+  EXPECT_EQ(boundaries_of(ET_TRIA6), nullptr);
+}
+
+TEST(ElementTables, MixedShapesAreReadRowByRow) {
+  const unsigned X = NO_ID;
+  const unsigned tet[8] = {0, 1, 2, 3, X, 5, 6, 7};  // row 4 decides, whatever follows
+  const unsigned pyr[8] = {0, 1, 2, 3, 4, X, X, X};
+  const unsigned wed[8] = {0, 1, 2, 3, 4, 5, X, X};
+  const unsigned hex[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+  EXPECT_EQ(solid_shape(tet), ET_TETRA4);
+  EXPECT_EQ(solid_shape(pyr), ET_PYRA5);
+  EXPECT_EQ(solid_shape(wed), ET_PENTA6);
+  EXPECT_EQ(solid_shape(hex), ET_HEXA8);
+  const unsigned tri[4] = {0, 1, 2, X};
+  EXPECT_EQ(face_shape(tri), ET_TRIA3);
+  EXPECT_EQ(face_shape(hex), ET_QUAD4);
+}
+
+TEST(ElementTables, HexCornerTriadsFollowTheEdges) {
+  const edge_list& e = hexa_edges;
+  for (unsigned c = 0; c < 8; ++c)
+    for (unsigned k = 0; k < 3; ++k) {
+      const unsigned o = hexa_corner_triads[c][k];
+      bool edge = false;
+      for (unsigned i = 0; i < e.count; ++i)
+        edge |= (e.v[i][0] == c && e.v[i][1] == o) || (e.v[i][1] == c && e.v[i][0] == o);
+      EXPECT_TRUE(edge) << c << "-" << o;
+    }
+}
