@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <thread>
 #include <utility>
 
 #include "alloc_seam.h"
@@ -313,4 +314,23 @@ TEST(FixedValues, AggregatesAndPackedSymmetricLayout) {
   qz4::symmetric_fixed<double, 2> s2 = {7, 8, 9};
   EXPECT_EQ(s2(1, 0), 8.0);
   EXPECT_EQ(s2(1, 1), 9.0);
+}
+
+TEST(View, ReferenceCountsChangeAtomically) {
+  qz4test::failing_allocator count(0);
+  {
+    dense1D<double> shared(16, 1.0);
+    auto churn = [&shared] {
+      for (int i = 0; i < 20000; ++i) {
+        dense1D<double> copy(shared);
+        dense1D<double> slice = copy.sub_vector(2, 3);
+        (void)slice;
+      }
+    };
+    std::thread a(churn), b(churn);
+    a.join();
+    b.join();
+    EXPECT_EQ(shared.block()->ref_count(), 1);
+  }
+  EXPECT_EQ(count.calls(), 1u);
 }
