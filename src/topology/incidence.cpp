@@ -1,0 +1,131 @@
+// Node incidence: from the nodes of each element to the elements and the
+// neighbour nodes of each node. Both graphs are built by counting passes into
+// compressed arrays; there are no per-node containers.
+#include <cstddef>
+
+#include "qz4/tessellix/topology.h"
+
+namespace qz4 {
+namespace tessellix {
+namespace {
+
+// Inverts a connectivity into `index` and `elements`. The columns are read in
+// place, stepping by ld, so a view is never flattened into a copy.
+int invert(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
+           dense1D<unsigned>& elements) {
+  index.clear();
+  elements.clear();
+  if (connectivity.empty()) return index.resize(1, 0u) ? 0 : -199;
+
+  const unsigned rows = connectivity.rows(), cols = connectivity.cols();
+  const std::size_t ld = connectivity.ld();
+  const unsigned* const c = connectivity.data();
+  const unsigned nodes = max_ID(connectivity) + 1;  // 1 when all is padding
+  if (!index.resize(nodes + 1, 0u)) return -199;
+
+  // Count into index[n + 1], so that the running sums leave the start of
+  // node n in index[n]; filling then advances index[n] to the start of n + 1.
+  unsigned* const idx = index.data();
+  for (unsigned e = 0; e < cols; ++e) {
+    const unsigned* col = c + e * ld;
+    for (unsigned r = 0; r < rows; ++r)
+      if (col[r] != NO_ID) ++idx[col[r] + 1];
+  }
+  for (unsigned n = 0; n < nodes; ++n) idx[n + 1] += idx[n];
+  if (!elements.resize(idx[nodes])) {
+    index.clear_hard();
+    elements.clear();
+    return -199;
+  }
+  unsigned* const out = elements.data();
+  for (unsigned e = 0; e < cols; ++e) {
+    const unsigned* col = c + e * ld;
+    for (unsigned r = 0; r < rows; ++r)
+      if (col[r] != NO_ID) out[idx[col[r]]++] = e;
+  }
+  for (unsigned n = nodes; n > 0; --n) idx[n] = idx[n - 1];
+  idx[0] = 0;
+  return 0;
+}
+
+// One walk over the elements of every node, counting (out == null) or
+// writing the neighbours met for the first time. `mark[m] == i` says that m
+// was met already while visiting node i; the node itself is marked first so
+// that it is never its own neighbour.
+unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_start,
+                    const unsigned* node_elements, unsigned nodes, unsigned* mark, unsigned* index,
+                    unsigned* out) {
+  const unsigned rows = connectivity.rows();
+  const std::size_t ld = connectivity.ld();
+  const unsigned* const c = connectivity.data();
+  for (unsigned i = 0; i < nodes; ++i) mark[i] = NO_ID;
+  unsigned count = 0;
+  for (unsigned i = 0; i < nodes; ++i) {
+    mark[i] = i;
+    for (unsigned k = node_start[i]; k < node_start[i + 1]; ++k) {
+      const unsigned* col = c + node_elements[k] * ld;
+      for (unsigned r = 0; r < rows; ++r) {
+        const unsigned m = col[r];
+        if (m == NO_ID || mark[m] == i) continue;
+        mark[m] = i;
+        if (out) out[count] = m;
+        ++count;
+      }
+    }
+    if (index) index[i + 1] = count;
+  }
+  return count;
+}
+
+}  // namespace
+
+int get_ancestors(const dense2D<unsigned>& connectivity, dense1D<unsigned>& ancestors) {
+  if (connectivity.empty()) return 0;
+  if (ancestors.size() == 0 && !ancestors.resize(max_ID(connectivity) + 1, NO_ID)) return -199;
+
+  const unsigned rows = connectivity.rows(), cols = connectivity.cols(), size = ancestors.size();
+  const std::size_t ld = connectivity.ld();
+  const unsigned* c = connectivity.data();
+  unsigned* const a = ancestors.data();
+  for (unsigned e = 0; e < cols; ++e, c += ld)
+    for (unsigned r = 0; r < rows; ++r)
+      if (c[r] < size) a[c[r]] = e;  // NO_ID is never below a size
+  return 0;
+}
+
+int get_connected_elements(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
+                           dense1D<unsigned>& elements) {
+  return invert(connectivity, index, elements);
+}
+
+int get_node_graph(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
+                   dense1D<unsigned>& neighbors) {
+  dense1D<unsigned> node_start, node_elements;
+  const int status = invert(connectivity, node_start, node_elements);
+  index.clear();
+  neighbors.clear();
+  if (status < 0) return status;
+  if (connectivity.empty()) return index.resize(1, 0u) ? 0 : -199;
+
+  const unsigned nodes = node_start.size() - 1;
+  if (!index.resize(nodes + 1)) return -199;
+  dense1D<unsigned> mark;
+  if (!mark.resize(nodes)) {
+    index.clear_hard();
+    return -199;
+  }
+  index[0] = 0;
+  const unsigned count = walk_graph(connectivity, node_start.data(), node_elements.data(), nodes,
+                                    mark.data(), index.data(), nullptr);
+  if (!neighbors.resize(count)) {
+    index.clear_hard();
+    neighbors.clear();
+    return -199;
+  }
+  walk_graph(connectivity, node_start.data(), node_elements.data(), nodes, mark.data(), nullptr,
+             neighbors.data());
+  return 0;
+}
+
+}  // namespace tessellix
+}  // namespace qz4
