@@ -1,0 +1,109 @@
+// Connected parts of a mesh, found by breadth-first walks over its neighbour
+// matrix.
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "qz4/tessellix/topology.h"
+
+namespace qz4 {
+namespace tessellix {
+namespace {
+
+class bit_vector {
+ public:
+  explicit bit_vector(std::size_t n) : words_((n + 63) / 64, 0) {}
+  bool test(std::size_t i) const { return (words_[i >> 6] >> (i & 63)) & 1; }
+  void set(std::size_t i) { words_[i >> 6] |= std::uint64_t(1) << (i & 63); }
+
+ private:
+  std::vector<std::uint64_t> words_;
+};
+
+// Breadth-first walk from `seed`, appending each element the first time it
+// is reached. `elements` itself is the queue: an element is marked when it
+// is queued, which yields the order of first arrival that marking on
+// dequeue would give, without queueing an element twice.
+void flood(const dense2D<unsigned>& neighbors, unsigned seed, bit_vector& seen,
+           dense1D<unsigned>& elements) {
+  const unsigned n = neighbors.cols(), rows = neighbors.rows();
+  if (seed >= n) return;
+  const unsigned* const nb = neighbors.data();
+  const std::size_t ld = neighbors.ld();
+  unsigned head = elements.size();
+  seen.set(seed);
+  elements.push_back(seed);
+  while (head < elements.size()) {
+    const unsigned e = elements[head++];
+    if (e >= n) continue;  // an entry equal to n, a caller's error: no column to read
+    const unsigned* col = nb + e * ld;
+    for (unsigned r = 0; r < rows; ++r) {
+      // The bound is inclusive: NO_ID, and nothing else valid, stops the walk.
+      const unsigned m = col[r];
+      if (m <= n && !seen.test(m)) {
+        seen.set(m);
+        elements.push_back(m);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+int get_subdomains(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elements,
+                   dense1D<unsigned>& starts) {
+  elements.clear();
+  starts.clear();
+  const unsigned n = neighbors.cols();
+  bit_vector seen(std::size_t(n) + 1);
+  if (!elements.reserve(n, 1)) return -199;
+  starts.push_back(0);
+  if (n == 0) return 0;
+  unsigned seed = 0;
+  for (;;) {
+    while (seed < n && seen.test(seed)) ++seed;
+    flood(neighbors, seed, seen, elements);
+    starts.push_back(elements.size());
+    if (elements.size() >= n || seed >= n) break;
+  }
+  return 0;
+}
+
+int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors,
+                   dense1D<unsigned>& starts) {
+  dense1D<unsigned> elements;
+  const int status = get_subdomains(neighbors, elements, starts);
+  if (status != 0) return status;
+
+  // New matrices with their columns in the order of `elements`, and the map
+  // from old columns to new ones.
+  const unsigned n = elements.size(), old_cols = connectivity.cols();
+  const unsigned crows = connectivity.rows(), nrows = neighbors.rows();
+  dense2D<unsigned> c2, n2;
+  dense1D<unsigned> map;
+  const bool ok = c2.resize(crows, n) && n2.resize(nrows, n) && map.resize(old_cols, NO_ID);
+  if (!ok) {
+    connectivity.clear();
+    neighbors.clear();
+    starts.clear();
+    return -199;
+  }
+  const unsigned* const c = connectivity.data();
+  const unsigned* const nb = neighbors.data();
+  const std::size_t cld = connectivity.ld(), nld = neighbors.ld();
+  unsigned* cout = c2.data();
+  unsigned* nout = n2.data();
+  for (unsigned k = 0; k < n; ++k, cout += crows, nout += nrows) {
+    const unsigned e = elements[k];
+    for (unsigned r = 0; r < crows; ++r) cout[r] = c[e * cld + r];
+    for (unsigned r = 0; r < nrows; ++r) nout[r] = nb[e * nld + r];
+    if (e < old_cols) map[e] = k;
+  }
+  connectivity.shallow_copy(c2);
+  neighbors.shallow_copy(n2);
+  change_indices(neighbors, map);
+  return 0;
+}
+
+}  // namespace tessellix
+}  // namespace qz4
