@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "qz4/tessellix/topology.h"
+#include "topology/prefetch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -59,10 +60,13 @@ unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_
   const std::size_t ld = connectivity.ld();
   const unsigned* const c = connectivity.data();
   for (unsigned i = 0; i < nodes; ++i) mark[i] = NO_ID;
+  const unsigned last = node_start[nodes];
   unsigned count = 0;
   for (unsigned i = 0; i < nodes; ++i) {
     mark[i] = i;
     for (unsigned k = node_start[i]; k < node_start[i + 1]; ++k) {
+      if (k + detail::prefetch_distance < last)
+        detail::prefetch(c + node_elements[k + detail::prefetch_distance] * ld);
       const unsigned* col = c + node_elements[k] * ld;
       for (unsigned r = 0; r < rows; ++r) {
         const unsigned m = col[r];

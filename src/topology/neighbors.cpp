@@ -1,13 +1,15 @@
 // Element neighbours: every local boundary is hashed into a bucket, and the
 // boundaries of a bucket are paired by their node sets.
 //
-// The buckets are kept as one flat array sorted by bucket, each bucket's
-// entries in the order they were entered (ascending element, then local
-// boundary), rather than as one small vector per bucket. Pairing only ever
+// The bucket table is kept flat: one array of entries grouped by bucket, each
+// bucket's entries in the order they were entered (ascending element, then
+// local boundary), rather than one small vector per bucket. Pairing only ever
 // links entries of equal hash, and those keep their relative order either
 // way, so every link is the same as with separate bucket vectors.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "qz4/tessellix/topology.h"
@@ -42,148 +44,195 @@ inline unsigned hash_nodes(const unsigned* n, unsigned width) {
   return h;
 }
 
-// Position of the first smallest of n entries.
-inline unsigned first_smallest(const unsigned* a, unsigned n) {
-  unsigned k = 0;
-  for (unsigned i = 1; i < n; ++i)
-    if (a[i] < a[k]) k = i;
-  return k;
+// The match rules, as canonical forms: two boundaries match exactly when
+// their canonical node lists are equal.
+//  - node, edge: the nodes in any order, so sorted;
+//  - triangle (a fourth place of NO_ID, or a width of 3): equal smallest nodes
+//    with the other two in either cyclic order is equality as multisets, so
+//    sorted;
+//  - quadrangle: aligned at the first smallest node, (m, p, o, q), and matched
+//    going forward or backward, (m, q, o, p): the smaller of the two.
+// Triangles never meet quadrangles, as the fourth place tells them apart.
+inline void sort2(unsigned& a, unsigned& b) {
+  const unsigned lo = a < b ? a : b, hi = a < b ? b : a;
+  a = lo;
+  b = hi;
 }
 
-inline bool same_triangle(const unsigned* a, const unsigned* b) {
-  const unsigned i = first_smallest(a, 3), j = first_smallest(b, 3);
-  if (a[i] != b[j]) return false;
-  const unsigned a1 = a[(i + 1) % 3], a2 = a[(i + 2) % 3];
-  const unsigned b1 = b[(j + 1) % 3], b2 = b[(j + 2) % 3];
-  return (a1 == b1 && a2 == b2) || (a1 == b2 && a2 == b1);
-}
-
-// Aligned at their first smallest nodes, the two cycles agree going forward,
-// or else going backward.
-inline bool same_quadrangle(const unsigned* a, const unsigned* b) {
-  const unsigned i = first_smallest(a, 4), j = first_smallest(b, 4);
-  if (a[i] != b[j]) return false;
-  bool forward = true, backward = true;
-  for (unsigned k = 1; k < 4; ++k) {
-    forward = forward && a[(i + k) & 3] == b[(j + k) & 3];
-    backward = backward && a[(i + k) & 3] == b[(j + 4 - k) & 3];
-  }
-  return forward || backward;
-}
-
-// Match rule by boundary width: node, edge, triangle, and for width 4 a
-// triangle or a quadrangle as the fourth place says.
-inline bool same_boundary(const unsigned* a, const unsigned* b, unsigned width) {
-  switch (width) {
-    case 1:
-      return a[0] == b[0];
-    case 2:
-      return (a[0] == b[0] && a[1] == b[1]) || (a[0] == b[1] && a[1] == b[0]);
-    case 3:
-      return same_triangle(a, b);
-    default:
-      if ((a[3] == NO_ID) != (b[3] == NO_ID)) return false;
-      return a[3] == NO_ID ? same_triangle(a, b) : same_quadrangle(a, b);
+template <unsigned W>
+inline void canonical(unsigned* n) {
+  if (W == 2) sort2(n[0], n[1]);
+  if (W == 3 || (W == 4 && n[3] == NO_ID)) {
+    sort2(n[0], n[1]);
+    sort2(n[1], n[2]);
+    sort2(n[0], n[1]);
+  } else if (W == 4) {
+    unsigned i = 0;
+    for (unsigned k = 1; k < 4; ++k)
+      if (n[k] < n[i]) i = k;
+    unsigned m = n[i], p = n[(i + 1) & 3], o = n[(i + 2) & 3], q = n[(i + 3) & 3];
+    sort2(p, q);
+    n[0] = m;
+    n[1] = p;
+    n[2] = o;
+    n[3] = q;
   }
 }
 
+// Where a boundary stands, element * rows of the neighbour matrix + local
+// boundary, which is also its place in that compact matrix (NO_ID once the
+// entry has been used), and its canonical nodes, carried along so that
+// pairing never goes back to the connectivity.
+template <unsigned W>
 struct entry {
-  unsigned hash;
-  unsigned element;  // NO_ID once the entry has been used
-  unsigned boundary;
+  unsigned at;
+  unsigned nodes[W];
 };
 
-// Calls f(element, boundary, nodes) for every boundary of every element, in
-// element order then local order.
-template <class F>
-void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kind& kind, F f) {
-  const unsigned cols = connectivity.cols(), width = kind.width;
+template <unsigned W>
+inline bool same_nodes(const entry<W>& a, const entry<W>& b) {
+  for (unsigned p = 0; p < W; ++p)
+    if (a.nodes[p] != b.nodes[p]) return false;
+  return true;
+}
+
+// A well mixed key of canonical nodes. The boundary hash, a sum, is what
+// buckets are made of, but distinct boundaries of nearby node IDs often sum
+// alike; this key tells them apart inside a bucket's partition.
+template <unsigned W>
+inline unsigned mixed_key(const unsigned* n) {
+  std::uint64_t h = 0x9E3779B97F4A7C15ull;
+  for (unsigned p = 0; p < W; ++p) h = (h ^ n[p]) * 0xFF51AFD7ED558CCDull;
+  return unsigned(h >> 32) ^ unsigned(h);
+}
+
+// One boundary of a partition: its first two sides in order of entry, and
+// how many sides it has (0 for a free slot).
+struct group {
+  unsigned key;
+  unsigned first;
+  unsigned second;
+  unsigned sides;
+};
+
+// Element of a place in a neighbour matrix of `rows` rows; constant divisors
+// let the compiler multiply instead of divide.
+inline unsigned element_of(unsigned at, unsigned rows) {
+  switch (rows) {
+    case 2:
+      return at / 2;
+    case 3:
+      return at / 3;
+    case 4:
+      return at / 4;
+    case 5:
+      return at / 5;
+    default:
+      return at / 6;
+  }
+}
+
+// Calls f(at, bucket, nodes) for every boundary, in element order then local
+// order, with canonical nodes.
+template <unsigned W, class F>
+void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
+                       unsigned buckets, F f) {
+  const unsigned cols = connectivity.cols(), rows = kind.neighbor_rows;
   const std::size_t ld = connectivity.ld();
   const unsigned* col = connectivity.data();
-  unsigned nodes[4];
+  unsigned nodes[W];
   for (unsigned e = 0; e < cols; ++e, col += ld) {
     const boundary_list& list = detail::column_boundaries(kind, col);
     for (unsigned b = 0; b < list.count; ++b) {
-      detail::boundary_nodes(list, b, col, width, nodes);
-      f(e, b, nodes);
+      detail::boundary_nodes(list, b, col, W, nodes);
+      canonical<W>(nodes);
+      f(e * rows + b, hash_nodes(nodes, W) % buckets, nodes);
     }
   }
 }
 
-// Fills the NO_ID matrix `neighbors`. Returns true when some boundary was
-// shared by more than two elements.
+// Fills the NO_ID matrix `neighbors` (compact, as freshly sized). Returns true
+// when some boundary was shared by more than two elements.
+//
+// The entries are written into partitions by the high bits of their bucket,
+// in element order, so that each partition holds a run of whole buckets. A
+// partition is small enough to stay in cache while it is sorted stably on the
+// full hash: inside each bucket, entries that hash alike come together and
+// keep their order of entry, and those are the only entries that pairing
+// ever links. Most runs of equal hash are then exactly one pair.
+template <unsigned W>
 bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
                      bool pair_first_two, dense2D<unsigned>& neighbors) {
-  const unsigned cols = connectivity.cols(), width = kind.width;
-  const unsigned buckets = bucket_count(std::uint64_t(cols) * kind.factor4 / 4);
+  const unsigned buckets = bucket_count(std::uint64_t(connectivity.cols()) * kind.factor4 / 4);
+  unsigned bits = 1;
+  while (bits < 32 && (std::uint64_t(1) << bits) < buckets) ++bits;
+  const unsigned low_bits = bits < 11 ? bits : 11;
+  const std::size_t parts = std::size_t(1) << (bits - low_bits);
 
-  // Bucket b holds entries[start[b]] up to entries[start[b + 1]].
-  std::vector<unsigned> start(std::size_t(buckets) + 1, 0);
-  std::size_t total = 0;
-  for_each_boundary(connectivity, kind, [&](unsigned, unsigned, const unsigned* n) {
-    ++start[hash_nodes(n, width) % buckets + 1];
-    ++total;
-  });
-  for (unsigned b = 0; b < buckets; ++b) start[b + 1] += start[b];
-  std::vector<entry> entries(total);
-  for_each_boundary(connectivity, kind, [&](unsigned e, unsigned b, const unsigned* n) {
-    const unsigned h = hash_nodes(n, width);
-    entries[start[h % buckets]++] = entry{h, e, b};
-  });
-  // Each start has moved to its bucket's end: shift back.
-  for (unsigned b = buckets; b > 0; --b) start[b] = start[b - 1];
-  start[0] = 0;
+  std::vector<std::size_t> part_start(parts + 1, 0);
+  for_each_boundary<W>(
+      connectivity, kind, buckets,
+      [&](unsigned, unsigned bucket, const unsigned*) { ++part_start[(bucket >> low_bits) + 1]; });
+  std::size_t largest = 0;
+  for (std::size_t p = 0; p < parts; ++p) {
+    largest = std::max(largest, part_start[p + 1]);
+    part_start[p + 1] += part_start[p];
+  }
+  const std::size_t total = part_start[parts];
 
-  const unsigned* const c = connectivity.data();
-  const std::size_t ld = connectivity.ld();
+  std::unique_ptr<entry<W>[]> entries(new entry<W>[total]);
+  {
+    std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
+    for_each_boundary<W>(connectivity, kind, buckets,
+                         [&](unsigned at, unsigned bucket, const unsigned* nodes) {
+                           entry<W>& x = entries[next[bucket >> low_bits]++];
+                           x.at = at;
+                           for (unsigned p = 0; p < W; ++p) x.nodes[p] = nodes[p];
+                         });
+  }
+
   unsigned* const nb = neighbors.data();
-  const std::size_t nld = neighbors.ld();
-  auto nodes_of = [&](const entry& x, unsigned* out) {
-    const unsigned* col = c + x.element * ld;
-    detail::boundary_nodes(detail::column_boundaries(kind, col), x.boundary, col, width, out);
-  };
-
+  const unsigned rows = kind.neighbor_rows;
   bool non_manifold = false;
-  std::vector<entry*> matches;
-  matches.reserve(256);
-  unsigned a[4], m[4];
-  for (unsigned b = 0; b < buckets; ++b) {
-    entry* const end = entries.data() + start[b + 1];
-    for (entry* E = entries.data() + start[b]; E != end; ++E) {
-      if (E->element == NO_ID) continue;
-      bool have_nodes = false;
-      matches.clear();
-      for (entry* M = E + 1; M != end; ++M) {
-        // Equal node sets hash alike: other hashes need no comparison.
-        if (M->element == NO_ID || M->hash != E->hash) continue;
-        if (!have_nodes) {
-          nodes_of(*E, a);
-          have_nodes = true;
+  std::size_t table = 16;
+  while (table < 2 * largest) table *= 2;
+  std::vector<group> groups(table);
+  for (std::size_t p = 0; p < parts; ++p) {
+    const entry<W>* const from = entries.get() + part_start[p];
+    const unsigned n = unsigned(part_start[p + 1] - part_start[p]);
+    if (n < 2) continue;
+    std::size_t size = 16;
+    while (size < 2 * std::size_t(n)) size *= 2;
+    const std::size_t mask = size - 1;
+    std::fill(groups.begin(), groups.begin() + size, group{0, 0, 0, 0});
+    // Entries come in their order of entry, so each group learns its first
+    // two sides in that order: the two that the bucket table would pair.
+    for (unsigned i = 0; i < n; ++i) {
+      const unsigned key = mixed_key<W>(from[i].nodes);
+      for (std::size_t s = key & mask;; s = (s + 1) & mask) {
+        group& g = groups[s];
+        if (g.sides == 0) {
+          g = group{key, i, NO_ID, 1};
+          break;
         }
-        nodes_of(*M, m);
-        if (same_boundary(a, m, width)) matches.push_back(M);
+        if (g.key == key && same_nodes(from[g.first], from[i])) {
+          if (g.sides++ == 1) g.second = i;
+          break;
+        }
       }
-      if (matches.size() > 1) {
+    }
+    for (std::size_t s = 0; s < size; ++s) {
+      const group& g = groups[s];
+      if (g.sides < 2) continue;
+      // More than two sides: nobody gets a neighbour across, unless the
+      // first two are to be paired anyway.
+      if (g.sides > 2) {
         non_manifold = true;
-        if (!pair_first_two) {
-          // Nobody gets a neighbour across a boundary of three or more.
-          nb[E->element * nld + E->boundary] = NO_ID;
-          E->element = NO_ID;
-          for (entry* M : matches) {
-            nb[M->element * nld + M->boundary] = NO_ID;
-            M->element = NO_ID;
-          }
-          continue;
-        }
+        if (!pair_first_two) continue;
       }
-      // The first match is linked both ways; E is used from then on, so
-      // every further match is given E's NO_ID and used up as well.
-      for (entry* M : matches) {
-        if (E->element != NO_ID) nb[E->element * nld + E->boundary] = M->element;
-        if (M->element != NO_ID) nb[M->element * nld + M->boundary] = E->element;
-        E->element = NO_ID;
-        M->element = NO_ID;
-      }
+      const unsigned a = from[g.first].at, b = from[g.second].at;
+      nb[a] = element_of(b, rows);
+      nb[b] = element_of(a, rows);
     }
   }
   return non_manifold;
@@ -204,7 +253,20 @@ int get_neighbors(const dense2D<unsigned>& connectivity, element_type type, bool
     neighbors.clear();
     return -199;
   }
-  pair_boundaries(connectivity, *kind, pair_first_two, neighbors);  // non-manifold is no failure
+  // A non-manifold mesh is no failure: the flag that says so is dropped.
+  switch (kind->width) {
+    case 1:
+      pair_boundaries<1>(connectivity, *kind, pair_first_two, neighbors);
+      break;
+    case 2:
+      pair_boundaries<2>(connectivity, *kind, pair_first_two, neighbors);
+      break;
+    case 3:
+      pair_boundaries<3>(connectivity, *kind, pair_first_two, neighbors);
+      break;
+    default:
+      pair_boundaries<4>(connectivity, *kind, pair_first_two, neighbors);
+  }
   return 0;
 }
 

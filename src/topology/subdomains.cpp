@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qz4/tessellix/topology.h"
+#include "topology/prefetch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -34,6 +35,9 @@ void flood(const dense2D<unsigned>& neighbors, unsigned seed, bit_vector& seen,
   seen.set(seed);
   elements.push_back(seed);
   while (head < elements.size()) {
+    // The queue is known a few steps ahead: load those columns meanwhile.
+    const unsigned ahead = head + detail::prefetch_distance;
+    if (ahead < elements.size() && elements[ahead] < n) detail::prefetch(nb + elements[ahead] * ld);
     const unsigned e = elements[head++];
     if (e >= n) continue;  // an entry equal to n, a caller's error: no column to read
     const unsigned* col = nb + e * ld;
@@ -94,6 +98,11 @@ int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors
   unsigned* cout = c2.data();
   unsigned* nout = n2.data();
   for (unsigned k = 0; k < n; ++k, cout += crows, nout += nrows) {
+    if (k + detail::prefetch_distance < n) {
+      const unsigned ahead = elements[k + detail::prefetch_distance];
+      detail::prefetch(c + ahead * cld);
+      detail::prefetch(nb + ahead * nld);
+    }
     const unsigned e = elements[k];
     for (unsigned r = 0; r < crows; ++r) cout[r] = c[e * cld + r];
     for (unsigned r = 0; r < nrows; ++r) nout[r] = nb[e * nld + r];
