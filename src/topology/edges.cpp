@@ -1,6 +1,16 @@
 // Distinct corner-to-corner edges of one or several connectivities.
+//
+// The edge set is found without one big hash table, whose every probe would
+// miss the cache on a large mesh. Each occurrence of an edge, numbered in
+// the order the elements meet it, goes into a partition chosen by a hash of
+// its two nodes; a partition is small enough to be deduplicated in cache,
+// and marks the first occurrence of each of its edges. A last walk over the
+// elements writes the marked occurrences, so the edges come out in the order
+// in which they were first met, each in the direction of its first meeting.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "core/element_tables.h"
@@ -12,63 +22,13 @@ namespace {
 
 using detail::edge_list;
 
-// A set of edges that remembers the order, and the direction, in which each
-// edge was first met. Membership goes by the node pair (smaller, larger)
-// packed in 64 bits; open addressing with linear probing keeps a probe to one
-// or two cache lines.
-class edge_set {
- public:
-  explicit edge_set(std::size_t expected) {
-    bits_ = 10;
-    while ((std::size_t(1) << bits_) * 5 < expected * 8) ++bits_;  // load below 5/8
-    slots_.assign(std::size_t(1) << bits_, empty);
-    order_.reserve(expected);
-  }
-
-  void insert(unsigned a, unsigned b) {
-    const std::uint64_t key = a < b ? (std::uint64_t(a) << 32 | b) : (std::uint64_t(b) << 32 | a);
-    const std::size_t mask = slots_.size() - 1;
-    std::size_t i = slot(key);
-    for (;; i = (i + 1) & mask) {
-      if (slots_[i] == key) return;
-      if (slots_[i] == empty) break;
-    }
-    slots_[i] = key;
-    order_.push_back(std::uint64_t(a) << 32 | b);
-    if ((order_.size() + 1) * 8 > slots_.size() * 5) grow();
-  }
-
-  std::size_t size() const { return order_.size(); }
-  /// Edge k, as first met: first node in the high half.
-  std::uint64_t operator[](std::size_t k) const { return order_[k]; }
-
- private:
-  // No edge packs to this: its smaller node would be the larger one.
-  static constexpr std::uint64_t empty = std::uint64_t(1) << 32;
-
-  std::size_t slot(std::uint64_t key) const {
-    return std::size_t((key * 0x9E3779B97F4A7C15ull) >> (64 - bits_));
-  }
-  void grow() {
-    ++bits_;
-    slots_.assign(std::size_t(1) << bits_, empty);
-    const std::size_t mask = slots_.size() - 1;
-    for (std::uint64_t e : order_) {
-      const unsigned a = unsigned(e >> 32), b = unsigned(e);
-      const std::uint64_t key = a < b ? (std::uint64_t(a) << 32 | b) : (std::uint64_t(b) << 32 | a);
-      std::size_t i = slot(key);
-      while (slots_[i] != empty) i = (i + 1) & mask;
-      slots_[i] = key;
-    }
-  }
-
-  std::vector<std::uint64_t> slots_;
-  std::vector<std::uint64_t> order_;
-  unsigned bits_;
+// A connectivity as the edge walk sees it.
+struct edge_source {
+  const dense2D<unsigned>* matrix;
+  element_type type;
 };
 
-// The kind as the edge walk sees it: a 3-row ET_FACE_MIXED holds triangles
-// only.
+// A 3-row ET_FACE_MIXED holds triangles only.
 element_type edge_kind(const dense2D<unsigned>& connectivity, element_type type) {
   return type == ET_FACE_MIXED && connectivity.rows() == 3 ? ET_TRIA3 : type;
 }
@@ -82,42 +42,139 @@ bool edges_readable(const dense2D<unsigned>& connectivity, element_type type) {
   return type != ET_SOLID_MIXED || connectivity.rows() == 8;
 }
 
-std::size_t edge_estimate(const dense2D<unsigned>& connectivity, element_type type) {
-  const edge_list* list = detail::edges_of(edge_kind(connectivity, type));
-  const unsigned per = list ? list->count : type == ET_SOLID_MIXED ? 12 : 4;
-  // A closed mesh of most kinds shares each edge between four elements or so.
-  return std::size_t(connectivity.cols()) * per / 4 + 16;
+// Calls f(a, b) for every edge of every element, in matrix order, element
+// order, then local order.
+// Number of edge occurrences, from the shapes of the columns alone.
+std::size_t count_edges(const std::vector<edge_source>& sources) {
+  std::size_t total = 0;
+  for (const edge_source& s : sources) {
+    const dense2D<unsigned>& m = *s.matrix;
+    if (m.empty()) continue;
+    const element_type type = edge_kind(m, s.type);
+    if (const edge_list* pure = detail::edges_of(type)) {
+      total += std::size_t(m.cols()) * pure->count;
+    } else if (type == ET_FACE_MIXED || type == ET_SOLID_MIXED) {
+      const std::size_t ld = m.ld();
+      const unsigned* col = m.data();
+      for (unsigned e = 0; e < m.cols(); ++e, col += ld) {
+        const element_type shape =
+            type == ET_FACE_MIXED ? detail::face_shape(col) : detail::solid_shape(col);
+        total += detail::edges_of(shape)->count;
+      }
+    }
+  }
+  return total;
 }
 
-void gather_edges(const dense2D<unsigned>& connectivity, element_type type, edge_set& set) {
-  if (connectivity.empty()) return;
-  type = edge_kind(connectivity, type);
-  const edge_list* pure = detail::edges_of(type);
-  const bool face = type == ET_FACE_MIXED, solid = type == ET_SOLID_MIXED;
-  if (!pure && !face && !solid) return;  // ET_HEXA20 and the kinds without edges
-  const unsigned cols = connectivity.cols();
-  const std::size_t ld = connectivity.ld();
-  const unsigned* col = connectivity.data();
-  for (unsigned e = 0; e < cols; ++e, col += ld) {
-    const edge_list* list = pure;
-    if (face) list = detail::edges_of(detail::face_shape(col));
-    if (solid) list = detail::edges_of(detail::solid_shape(col));
-    for (unsigned k = 0; k < list->count; ++k) set.insert(col[list->v[k][0]], col[list->v[k][1]]);
+template <class F>
+void for_each_edge(const std::vector<edge_source>& sources, F f) {
+  for (const edge_source& s : sources) {
+    const dense2D<unsigned>& m = *s.matrix;
+    if (m.empty()) continue;
+    const element_type type = edge_kind(m, s.type);
+    const edge_list* pure = detail::edges_of(type);
+    const bool face = type == ET_FACE_MIXED, solid = type == ET_SOLID_MIXED;
+    if (!pure && !face && !solid) continue;  // ET_HEXA20 and the kinds without edges
+    const unsigned cols = m.cols();
+    const std::size_t ld = m.ld();
+    const unsigned* col = m.data();
+    for (unsigned e = 0; e < cols; ++e, col += ld) {
+      const edge_list* list = pure;
+      if (face) list = detail::edges_of(detail::face_shape(col));
+      if (solid) list = detail::edges_of(detail::solid_shape(col));
+      for (unsigned k = 0; k < list->count; ++k) f(col[list->v[k][0]], col[list->v[k][1]]);
+    }
   }
 }
 
-// Appends the set behind what `edges` holds, after one reservation.
-int append_edges(const edge_set& set, dense2D<unsigned>& edges) {
+inline unsigned edge_key(unsigned lo, unsigned hi) {
+  const std::uint64_t h = (std::uint64_t(lo) << 32 | hi) * 0x9E3779B97F4A7C15ull;
+  return unsigned(h >> 32) ^ unsigned(h);
+}
+
+struct occurrence {
+  unsigned seq;
+  unsigned lo, hi;
+};
+
+struct slot {
+  unsigned stamp;  // partition + 1 while the slot is in use by that partition
+  unsigned key;
+  unsigned lo, hi;
+};
+
+// Appends the distinct edges of `sources` behind what `edges` holds, after one
+// reservation. Returns 0 or -199.
+int append_distinct_edges(const std::vector<edge_source>& sources, dense2D<unsigned>& edges) {
+  const std::size_t total = count_edges(sources);
+
+  // Partitions of about a thousand occurrences, chosen by the key's high bits.
+  unsigned bits = 0;
+  while (bits < 24 && (total >> bits) > 1024) ++bits;
+  const std::size_t parts = std::size_t(1) << bits;
+  auto part_of = [bits](unsigned key) { return bits ? std::size_t(key >> (32 - bits)) : 0; };
+
+  std::vector<std::size_t> part_start(parts + 1, 0);
+  for_each_edge(sources, [&](unsigned a, unsigned b) {
+    ++part_start[part_of(a < b ? edge_key(a, b) : edge_key(b, a)) + 1];
+  });
+  std::size_t largest = 0;
+  for (std::size_t p = 0; p < parts; ++p) {
+    largest = std::max(largest, part_start[p + 1]);
+    part_start[p + 1] += part_start[p];
+  }
+  std::unique_ptr<occurrence[]> occ(new occurrence[total]);
+  {
+    std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
+    unsigned seq = 0;
+    for_each_edge(sources, [&](unsigned a, unsigned b) {
+      const unsigned lo = a < b ? a : b, hi = a < b ? b : a;
+      occ[next[part_of(edge_key(lo, hi))]++] = occurrence{seq++, lo, hi};
+    });
+  }
+
+  // Inside a partition the occurrences keep the order in which they were
+  // met, so the first one seen of each edge is its first meeting.
+  std::vector<std::uint64_t> first_met((total + 63) / 64, 0);
+  std::size_t size = 16;
+  while (size < 2 * largest) size *= 2;
+  const std::size_t mask = size - 1;
+  std::vector<slot> table(size, slot{0, 0, 0, 0});
+  std::size_t distinct = 0;
+  for (std::size_t p = 0; p < parts; ++p) {
+    const unsigned stamp = unsigned(p + 1);
+    for (std::size_t i = part_start[p]; i < part_start[p + 1]; ++i) {
+      const occurrence& o = occ[i];
+      const unsigned key = edge_key(o.lo, o.hi);
+      for (std::size_t s = key & mask;; s = (s + 1) & mask) {
+        slot& t = table[s];
+        if (t.stamp != stamp) {
+          t = slot{stamp, key, o.lo, o.hi};
+          first_met[o.seq >> 6] |= std::uint64_t(1) << (o.seq & 63);
+          ++distinct;
+          break;
+        }
+        if (t.key == key && t.lo == o.lo && t.hi == o.hi) break;
+      }
+    }
+  }
+  occ.reset();
+
   const unsigned old = edges.empty() ? 0 : edges.cols();
-  if (set.size() > 0xFFFFFFFFu - old || !edges.reserve(2, unsigned(set.size()) + old)) return -199;
-  if (set.size() == 0) return 0;
-  if (!edges.resize(2, old + unsigned(set.size()))) return -199;
+  if (distinct > 0xFFFFFFFFu - old || !edges.reserve(2, unsigned(distinct) + old)) return -199;
+  if (distinct == 0) return 0;
+  if (!edges.resize(2, old + unsigned(distinct))) return -199;
   const std::size_t ld = edges.ld();
   unsigned* out = edges.data() + old * ld;
-  for (std::size_t k = 0; k < set.size(); ++k, out += ld) {
-    out[0] = unsigned(set[k] >> 32);
-    out[1] = unsigned(set[k]);
-  }
+  std::size_t seq = 0;
+  for_each_edge(sources, [&](unsigned a, unsigned b) {
+    if (first_met[seq >> 6] >> (seq & 63) & 1) {
+      out[0] = a;
+      out[1] = b;
+      out += ld;
+    }
+    ++seq;
+  });
   return 0;
 }
 
@@ -127,9 +184,7 @@ int copy_edges(const dense2D<unsigned>& connectivity, element_type type, dense2D
   if (connectivity.empty()) return 0;
   if (!edges_readable(connectivity, type)) return -1;
   if (!edges.empty() && edges.rows() != 2) return -3;
-  edge_set set(edge_estimate(connectivity, type));
-  gather_edges(connectivity, type, set);
-  return append_edges(set, edges);
+  return append_distinct_edges({edge_source{&connectivity, type}}, edges);
 }
 
 int copy_edges(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
@@ -137,16 +192,13 @@ int copy_edges(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
   if (first > last) return -2;
   if (std::size_t(last - first) != flags.size()) return -3;
   if (!edges.empty() && edges.rows() != 2) return -4;
-  std::size_t expected = 0;
+  std::vector<edge_source> sources;
   for (const dense2D<unsigned>* m = first; m != last; ++m) {
     const element_type type = element_type(flags[unsigned(m - first)]);
     if (!edges_readable(*m, type)) return -1;
-    expected += edge_estimate(*m, type);
+    sources.push_back(edge_source{m, type});
   }
-  edge_set set(expected);
-  for (const dense2D<unsigned>* m = first; m != last; ++m)
-    gather_edges(*m, element_type(flags[unsigned(m - first)]), set);
-  return append_edges(set, edges);
+  return append_distinct_edges(sources, edges);
 }
 
 }  // namespace tessellix
