@@ -15,6 +15,7 @@
 
 #include "core/element_tables.h"
 #include "qz4/tessellix/topology.h"
+#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -123,13 +124,14 @@ int append_distinct_edges(const std::vector<edge_source>& sources, dense2D<unsig
     largest = std::max(largest, part_start[p + 1]);
     part_start[p + 1] += part_start[p];
   }
-  std::unique_ptr<occurrence[]> occ(new occurrence[total]);
+  auto occ = std::unique_ptr<detail::scratch_array<occurrence>>(
+      new detail::scratch_array<occurrence>(total));
   {
     std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
     unsigned seq = 0;
     for_each_edge(sources, [&](unsigned a, unsigned b) {
       const unsigned lo = a < b ? a : b, hi = a < b ? b : a;
-      occ[next[part_of(edge_key(lo, hi))]++] = occurrence{seq++, lo, hi};
+      (*occ)[next[part_of(edge_key(lo, hi))]++] = occurrence{seq++, lo, hi};
     });
   }
 
@@ -144,7 +146,7 @@ int append_distinct_edges(const std::vector<edge_source>& sources, dense2D<unsig
   for (std::size_t p = 0; p < parts; ++p) {
     const unsigned stamp = unsigned(p + 1);
     for (std::size_t i = part_start[p]; i < part_start[p + 1]; ++i) {
-      const occurrence& o = occ[i];
+      const occurrence& o = (*occ)[i];
       const unsigned key = edge_key(o.lo, o.hi);
       for (std::size_t s = key & mask;; s = (s + 1) & mask) {
         slot& t = table[s];

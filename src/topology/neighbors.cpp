@@ -14,6 +14,7 @@
 
 #include "qz4/tessellix/topology.h"
 #include "topology/boundary_kinds.h"
+#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -106,9 +107,11 @@ inline unsigned mixed_key(const unsigned* n) {
   return unsigned(h >> 32) ^ unsigned(h);
 }
 
-// One boundary of a partition: its first two sides in order of entry, and
-// how many sides it has (0 for a free slot).
+// One boundary of a partition: its first side in order of entry, and how
+// many sides it has. `stamp` is the partition number + 1 while the slot
+// belongs to that partition, so the table is never cleared.
 struct group {
+  unsigned stamp;
   unsigned key;
   unsigned first;
   unsigned second;
@@ -180,7 +183,7 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
   }
   const std::size_t total = part_start[parts];
 
-  std::unique_ptr<entry<W>[]> entries(new entry<W>[total]);
+  detail::scratch_array<entry<W>> entries(total);
   {
     std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
     for_each_boundary<W>(connectivity, kind, buckets,
@@ -194,45 +197,40 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
   unsigned* const nb = neighbors.data();
   const unsigned rows = kind.neighbor_rows;
   bool non_manifold = false;
-  std::size_t table = 16;
-  while (table < 2 * largest) table *= 2;
-  std::vector<group> groups(table);
+  std::size_t size = 16;
+  while (size < 2 * largest) size *= 2;
+  const std::size_t mask = size - 1;
+  std::vector<group> groups(size, group{0, 0, 0, 0, 0});
   for (std::size_t p = 0; p < parts; ++p) {
     const entry<W>* const from = entries.get() + part_start[p];
-    const unsigned n = unsigned(part_start[p + 1] - part_start[p]);
-    if (n < 2) continue;
-    std::size_t size = 16;
-    while (size < 2 * std::size_t(n)) size *= 2;
-    const std::size_t mask = size - 1;
-    std::fill(groups.begin(), groups.begin() + size, group{0, 0, 0, 0});
-    // Entries come in their order of entry, so each group learns its first
-    // two sides in that order: the two that the bucket table would pair.
+    const unsigned n = unsigned(part_start[p + 1] - part_start[p]), stamp = unsigned(p + 1);
+    // Entries come in their order of entry, so a boundary's first two sides
+    // are the two that the bucket table pairs: they are linked when the
+    // second comes, and unlinked again if a third one follows, unless the
+    // first two are to stay paired.
     for (unsigned i = 0; i < n; ++i) {
       const unsigned key = mixed_key<W>(from[i].nodes);
       for (std::size_t s = key & mask;; s = (s + 1) & mask) {
         group& g = groups[s];
-        if (g.sides == 0) {
-          g = group{key, i, NO_ID, 1};
+        if (g.stamp != stamp) {
+          g = group{stamp, key, i, NO_ID, 1};
           break;
         }
-        if (g.key == key && same_nodes(from[g.first], from[i])) {
-          if (g.sides++ == 1) g.second = i;
-          break;
+        if (g.key != key || !same_nodes(from[g.first], from[i])) continue;
+        const unsigned a = from[g.first].at, b = from[i].at;
+        if (++g.sides == 2) {
+          nb[a] = element_of(b, rows);
+          nb[b] = element_of(a, rows);
+        } else {
+          non_manifold = true;
+          if (g.sides == 3 && !pair_first_two) {
+            nb[a] = NO_ID;
+            nb[from[g.second].at] = NO_ID;
+          }
         }
+        if (g.sides == 2) g.second = i;
+        break;
       }
-    }
-    for (std::size_t s = 0; s < size; ++s) {
-      const group& g = groups[s];
-      if (g.sides < 2) continue;
-      // More than two sides: nobody gets a neighbour across, unless the
-      // first two are to be paired anyway.
-      if (g.sides > 2) {
-        non_manifold = true;
-        if (!pair_first_two) continue;
-      }
-      const unsigned a = from[g.first].at, b = from[g.second].at;
-      nb[a] = element_of(b, rows);
-      nb[b] = element_of(a, rows);
     }
   }
   return non_manifold;
