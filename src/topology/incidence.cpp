@@ -49,13 +49,18 @@ int invert(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
   return 0;
 }
 
-// One walk over the elements of every node, counting (out == null) or
-// writing the neighbours met for the first time. `mark[m] == i` says that m
-// was met already while visiting node i; the node itself is marked first so
-// that it is never its own neighbour.
+// Nodes with at most this many entries in their elements look for repeats
+// in their short list of neighbours so far; busier ones use the mark vector.
+// On a shuffled mesh every mark is a cache miss, while the list is at hand.
+constexpr unsigned short_walk = 64;
+
+// One walk over the elements of every node, counting (out == null, with
+// `list` as room for one node's neighbours) or writing the neighbours met for
+// the first time. `mark[m] == i` says that m was met already while visiting
+// node i; a node is never its own neighbour.
 unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_start,
                     const unsigned* node_elements, unsigned nodes, unsigned* mark, unsigned* index,
-                    unsigned* out) {
+                    unsigned* out, unsigned* list) {
   const unsigned rows = connectivity.rows();
   const std::size_t ld = connectivity.ld();
   const unsigned* const c = connectivity.data();
@@ -63,6 +68,9 @@ unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_
   const unsigned last = node_start[nodes];
   unsigned count = 0;
   for (unsigned i = 0; i < nodes; ++i) {
+    unsigned* const found = out ? out + count : list;
+    unsigned n = 0;
+    const bool busy = (node_start[i + 1] - node_start[i]) * rows > short_walk;
     mark[i] = i;
     for (unsigned k = node_start[i]; k < node_start[i + 1]; ++k) {
       if (k + detail::prefetch_distance < last)
@@ -70,12 +78,19 @@ unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_
       const unsigned* col = c + node_elements[k] * ld;
       for (unsigned r = 0; r < rows; ++r) {
         const unsigned m = col[r];
-        if (m == NO_ID || mark[m] == i) continue;
-        mark[m] = i;
-        if (out) out[count] = m;
-        ++count;
+        if (m == NO_ID || m == i) continue;
+        if (busy) {
+          if (mark[m] == i) continue;
+          mark[m] = i;
+        } else {
+          unsigned j = 0;
+          while (j < n && found[j] != m) ++j;
+          if (j < n) continue;
+        }
+        found[n++] = m;
       }
     }
+    count += n;
     if (index) index[i + 1] = count;
   }
   return count;
@@ -119,15 +134,16 @@ int get_node_graph(const dense2D<unsigned>& connectivity, dense1D<unsigned>& ind
     return -199;
   }
   index[0] = 0;
+  unsigned list[short_walk];
   const unsigned count = walk_graph(connectivity, node_start.data(), node_elements.data(), nodes,
-                                    mark.data(), index.data(), nullptr);
+                                    mark.data(), index.data(), nullptr, list);
   if (!neighbors.resize(count)) {
     index.clear_hard();
     neighbors.clear();
     return -199;
   }
   walk_graph(connectivity, node_start.data(), node_elements.data(), nodes, mark.data(), nullptr,
-             neighbors.data());
+             neighbors.data(), list);
   return 0;
 }
 

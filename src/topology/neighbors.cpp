@@ -135,11 +135,30 @@ inline unsigned element_of(unsigned at, unsigned rows) {
   }
 }
 
+// h % d by a multiplication with 1/d in double precision: the quotient is off
+// by at most one, which the remainder then corrects. A division per boundary
+// costs more than the rest of the hashing.
+class modulo {
+ public:
+  explicit modulo(unsigned d) : d_(d), inv_(1.0 / d) {}
+  unsigned operator()(unsigned h) const {
+    const std::int64_t q = std::int64_t(double(h) * inv_);
+    std::int64_t r = std::int64_t(h) - q * d_;
+    if (r < 0) r += d_;
+    if (r >= std::int64_t(d_)) r -= d_;
+    return unsigned(r);
+  }
+
+ private:
+  std::int64_t d_;
+  double inv_;
+};
+
 // Calls f(at, bucket, nodes) for every boundary, in element order then local
 // order, with canonical nodes.
 template <unsigned W, class F>
 void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
-                       unsigned buckets, F f) {
+                       const modulo& bucket_of, F f) {
   const unsigned cols = connectivity.cols(), rows = kind.neighbor_rows;
   const std::size_t ld = connectivity.ld();
   const unsigned* col = connectivity.data();
@@ -149,7 +168,7 @@ void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kin
     for (unsigned b = 0; b < list.count; ++b) {
       detail::boundary_nodes(list, b, col, W, nodes);
       canonical<W>(nodes);
-      f(e * rows + b, hash_nodes(nodes, W) % buckets, nodes);
+      f(e * rows + b, bucket_of(hash_nodes(nodes, W)), nodes);
     }
   }
 }
@@ -167,6 +186,7 @@ template <unsigned W>
 bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
                      bool pair_first_two, dense2D<unsigned>& neighbors) {
   const unsigned buckets = bucket_count(std::uint64_t(connectivity.cols()) * kind.factor4 / 4);
+  const modulo bucket_of(buckets);
   unsigned bits = 1;
   while (bits < 32 && (std::uint64_t(1) << bits) < buckets) ++bits;
   const unsigned low_bits = bits < 11 ? bits : 11;
@@ -174,7 +194,7 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
 
   std::vector<std::size_t> part_start(parts + 1, 0);
   for_each_boundary<W>(
-      connectivity, kind, buckets,
+      connectivity, kind, bucket_of,
       [&](unsigned, unsigned bucket, const unsigned*) { ++part_start[(bucket >> low_bits) + 1]; });
   std::size_t largest = 0;
   for (std::size_t p = 0; p < parts; ++p) {
@@ -186,7 +206,7 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
   detail::scratch_array<entry<W>> entries(total);
   {
     std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
-    for_each_boundary<W>(connectivity, kind, buckets,
+    for_each_boundary<W>(connectivity, kind, bucket_of,
                          [&](unsigned at, unsigned bucket, const unsigned* nodes) {
                            entry<W>& x = entries[next[bucket >> low_bits]++];
                            x.at = at;

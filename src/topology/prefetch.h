@@ -9,7 +9,7 @@ namespace tessellix {
 namespace detail {
 
 /// How many steps ahead the walks ask for their columns.
-constexpr unsigned prefetch_distance = 8;
+constexpr unsigned prefetch_distance = 16;
 
 inline void prefetch(const void* p) {
 #if defined(__GNUC__)
