@@ -95,22 +95,34 @@ int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors
   const unsigned* const c = connectivity.data();
   const unsigned* const nb = neighbors.data();
   const std::size_t cld = connectivity.ld(), nld = neighbors.ld();
+  const unsigned* const order = elements.data();
+  unsigned* const to = map.data();
+  for (unsigned k = 0; k < n; ++k)
+    if (order[k] < old_cols) to[order[k]] = k;
+  // Neighbour entries are renumbered as they are copied, as change_indices
+  // would do afterwards: an entry below the map's size goes through the map,
+  // any other (NO_ID) stays. Columns are asked for two steps ahead of their
+  // map entries, which are asked for one step ahead of their use.
+  const unsigned far = 2 * detail::prefetch_distance, near = detail::prefetch_distance;
   unsigned* cout = c2.data();
   unsigned* nout = n2.data();
   for (unsigned k = 0; k < n; ++k, cout += crows, nout += nrows) {
-    if (k + detail::prefetch_distance < n) {
-      const unsigned ahead = elements[k + detail::prefetch_distance];
-      detail::prefetch(c + ahead * cld);
-      detail::prefetch(nb + ahead * nld);
+    if (k + far < n) {
+      detail::prefetch(c + order[k + far] * cld);
+      detail::prefetch(nb + order[k + far] * nld);
     }
-    const unsigned e = elements[k];
-    for (unsigned r = 0; r < crows; ++r) cout[r] = c[e * cld + r];
-    for (unsigned r = 0; r < nrows; ++r) nout[r] = nb[e * nld + r];
-    if (e < old_cols) map[e] = k;
+    if (k + near < n) {
+      const unsigned* next = nb + order[k + near] * nld;
+      for (unsigned r = 0; r < nrows; ++r)
+        if (next[r] < old_cols) detail::prefetch(to + next[r]);
+    }
+    const unsigned* cin = c + order[k] * cld;
+    const unsigned* nin = nb + order[k] * nld;
+    for (unsigned r = 0; r < crows; ++r) cout[r] = cin[r];
+    for (unsigned r = 0; r < nrows; ++r) nout[r] = nin[r] < old_cols ? to[nin[r]] : nin[r];
   }
   connectivity.shallow_copy(c2);
   neighbors.shallow_copy(n2);
-  change_indices(neighbors, map);
   return 0;
 }
 
