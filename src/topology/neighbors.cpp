@@ -107,13 +107,14 @@ inline unsigned mixed_key(const unsigned* n) {
   return unsigned(h >> 32) ^ unsigned(h);
 }
 
-// One boundary of a partition: its first side in order of entry, and how
-// many sides it has. `stamp` is the partition number + 1 while the slot
+// One boundary of a partition: its first side, the place of its second, and
+// how many sides it has. `stamp` is the partition number + 1 while the slot
 // belongs to that partition, so the table is never cleared.
+template <unsigned W>
 struct group {
   unsigned stamp;
   unsigned key;
-  unsigned first;
+  const entry<W>* first;
   unsigned second;
   unsigned sides;
 };
@@ -176,80 +177,98 @@ void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kin
 // Fills the NO_ID matrix `neighbors` (compact, as freshly sized). Returns true
 // when some boundary was shared by more than two elements.
 //
-// The entries are written into partitions by the high bits of their bucket,
-// in element order, so that each partition holds a run of whole buckets. A
-// partition is small enough to stay in cache while it is sorted stably on the
-// full hash: inside each bucket, entries that hash alike come together and
-// keep their order of entry, and those are the only entries that pairing
-// ever links. Most runs of equal hash are then exactly one pair.
+// The entries are written, in element order, into partitions by the high
+// bits of their bucket, so that each partition holds a run of whole buckets;
+// a partition grows by blocks taken in turn from one pool. A partition is
+// small enough to be paired in cache, through a hash table on a well mixed
+// key of the nodes: inside a bucket, the entries of one boundary meet there
+// in their order of entry, and those are the only entries pairing links.
 template <unsigned W>
 bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
                      bool pair_first_two, dense2D<unsigned>& neighbors) {
-  const unsigned buckets = bucket_count(std::uint64_t(connectivity.cols()) * kind.factor4 / 4);
+  const unsigned cols = connectivity.cols();
+  const unsigned buckets = bucket_count(std::uint64_t(cols) * kind.factor4 / 4);
   const modulo bucket_of(buckets);
   unsigned bits = 1;
   while (bits < 32 && (std::uint64_t(1) << bits) < buckets) ++bits;
   const unsigned low_bits = bits < 11 ? bits : 11;
   const std::size_t parts = std::size_t(1) << (bits - low_bits);
 
-  std::vector<std::size_t> part_start(parts + 1, 0);
-  for_each_boundary<W>(
-      connectivity, kind, bucket_of,
-      [&](unsigned, unsigned bucket, const unsigned*) { ++part_start[(bucket >> low_bits) + 1]; });
-  std::size_t largest = 0;
-  for (std::size_t p = 0; p < parts; ++p) {
-    largest = std::max(largest, part_start[p + 1]);
-    part_start[p + 1] += part_start[p];
+  std::size_t total = 0;
+  if (kind.list) {
+    total = std::size_t(cols) * kind.list->count;
+  } else {
+    const std::size_t ld = connectivity.ld();
+    const unsigned* col = connectivity.data();
+    for (unsigned e = 0; e < cols; ++e, col += ld)
+      total += detail::column_boundaries(kind, col).count;
   }
-  const std::size_t total = part_start[parts];
 
-  detail::scratch_array<entry<W>> entries(total);
-  {
-    std::vector<std::size_t> next(part_start.begin(), part_start.end() - 1);
-    for_each_boundary<W>(connectivity, kind, bucket_of,
-                         [&](unsigned at, unsigned bucket, const unsigned* nodes) {
-                           entry<W>& x = entries[next[bucket >> low_bits]++];
-                           x.at = at;
-                           for (unsigned p = 0; p < W; ++p) x.nodes[p] = nodes[p];
-                         });
-  }
+  // Blocks of a partition are chained; its last block is filled up to fill[p].
+  const unsigned block = 256;
+  const std::size_t most_blocks = (total + block - 1) / block + parts;
+  detail::scratch_array<entry<W>> pool(most_blocks * block);
+  std::vector<unsigned> next_block(most_blocks, NO_ID), first_block(parts, NO_ID),
+      last_block(parts, NO_ID), fill(parts, block), size_of(parts, 0);
+  unsigned blocks = 0;
+  for_each_boundary<W>(connectivity, kind, bucket_of,
+                       [&](unsigned at, unsigned bucket, const unsigned* nodes) {
+                         const std::size_t p = bucket >> low_bits;
+                         if (fill[p] == block) {
+                           if (last_block[p] == NO_ID)
+                             first_block[p] = blocks;
+                           else
+                             next_block[last_block[p]] = blocks;
+                           last_block[p] = blocks++;
+                           fill[p] = 0;
+                         }
+                         entry<W>& x = pool[std::size_t(last_block[p]) * block + fill[p]++];
+                         x.at = at;
+                         for (unsigned k = 0; k < W; ++k) x.nodes[k] = nodes[k];
+                         ++size_of[p];
+                       });
+  const unsigned largest = *std::max_element(size_of.begin(), size_of.end());
 
   unsigned* const nb = neighbors.data();
   const unsigned rows = kind.neighbor_rows;
   bool non_manifold = false;
   std::size_t size = 16;
-  while (size < 2 * largest) size *= 2;
+  while (size < 2 * std::size_t(largest)) size *= 2;
   const std::size_t mask = size - 1;
-  std::vector<group> groups(size, group{0, 0, 0, 0, 0});
+  std::vector<group<W>> groups(size, group<W>{0, 0, nullptr, 0, 0});
   for (std::size_t p = 0; p < parts; ++p) {
-    const entry<W>* const from = entries.get() + part_start[p];
-    const unsigned n = unsigned(part_start[p + 1] - part_start[p]), stamp = unsigned(p + 1);
+    const unsigned stamp = unsigned(p + 1);
     // Entries come in their order of entry, so a boundary's first two sides
     // are the two that the bucket table pairs: they are linked when the
     // second comes, and unlinked again if a third one follows, unless the
     // first two are to stay paired.
-    for (unsigned i = 0; i < n; ++i) {
-      const unsigned key = mixed_key<W>(from[i].nodes);
-      for (std::size_t s = key & mask;; s = (s + 1) & mask) {
-        group& g = groups[s];
-        if (g.stamp != stamp) {
-          g = group{stamp, key, i, NO_ID, 1};
+    for (unsigned b = first_block[p]; b != NO_ID; b = next_block[b]) {
+      const entry<W>* const from = pool.get() + std::size_t(b) * block;
+      const unsigned n = next_block[b] == NO_ID ? fill[p] : block;
+      for (unsigned i = 0; i < n; ++i) {
+        const entry<W>& x = from[i];
+        const unsigned key = mixed_key<W>(x.nodes);
+        for (std::size_t s = key & mask;; s = (s + 1) & mask) {
+          group<W>& g = groups[s];
+          if (g.stamp != stamp) {
+            g = group<W>{stamp, key, &x, NO_ID, 1};
+            break;
+          }
+          if (g.key != key || !same_nodes(*g.first, x)) continue;
+          const unsigned a = g.first->at;
+          if (++g.sides == 2) {
+            g.second = x.at;
+            nb[a] = element_of(x.at, rows);
+            nb[x.at] = element_of(a, rows);
+          } else {
+            non_manifold = true;
+            if (g.sides == 3 && !pair_first_two) {
+              nb[a] = NO_ID;
+              nb[g.second] = NO_ID;
+            }
+          }
           break;
         }
-        if (g.key != key || !same_nodes(from[g.first], from[i])) continue;
-        const unsigned a = from[g.first].at, b = from[i].at;
-        if (++g.sides == 2) {
-          nb[a] = element_of(b, rows);
-          nb[b] = element_of(a, rows);
-        } else {
-          non_manifold = true;
-          if (g.sides == 3 && !pair_first_two) {
-            nb[a] = NO_ID;
-            nb[from[g.second].at] = NO_ID;
-          }
-        }
-        if (g.sides == 2) g.second = i;
-        break;
       }
     }
   }
