@@ -1,15 +1,20 @@
 // Element neighbours: every local boundary is hashed into a bucket, and the
-// boundaries of a bucket are paired by their node sets.
+// boundaries of a bucket are paired by their node sets. The nine element
+// kinds differ only by their row of the kind table (rows, boundary list,
+// bucket factor, boundary width, which fixes the words hashed and the match
+// rule); everything below is one algorithm parameterised by the width.
 //
-// The bucket table is kept flat: one array of entries grouped by bucket, each
-// bucket's entries in the order they were entered (ascending element, then
-// local boundary), rather than one small vector per bucket. Pairing only ever
-// links entries of equal hash, and those keep their relative order either
-// way, so every link is the same as with separate bucket vectors.
+// Each match rule is an equivalence, so the pairing of a bucket comes down to
+// this: the sides of one boundary, in their order of entry (ascending element,
+// then local boundary), are linked first to second when there are exactly two
+// of them, or when there are more and the first two are to be paired anyway;
+// every other side stays open. The bucket table is kept flat, as partitions
+// of whole buckets filled in order of entry, so that it can be paired in
+// cache rather than through one small vector per bucket; the links are those
+// that the bucket-by-bucket walk makes.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "qz4/tessellix/topology.h"
