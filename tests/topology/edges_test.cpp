@@ -212,3 +212,32 @@ TEST(CopyEdges, OutOfMemoryLeavesEdgesAlone) {
     EXPECT_EQ(all_columns(start), all_columns(columns(2, {{9, 8}})));
   }
 }
+
+TEST(CopyEdges, LargerMeshesSpreadOverManyPartitions) {
+  std::vector<support::mesh> meshes = {support::tetra_grid(8, 8, 8),
+                                       support::mixed_solid_grid(6, 6, 5)};
+  for (auto& m : meshes) {
+    support::shuffle(m, 12);
+    dense2D<unsigned> edges;
+    ASSERT_EQ(copy_edges(m.conn, m.type, edges), 0);
+    const std::set<edge> expected = brute_edges(m.conn, m.type);
+    EXPECT_EQ(edges.cols(), expected.size());
+    EXPECT_EQ(as_set(edges), expected);
+    // First meeting decides order and direction.
+    std::set<edge> met;
+    unsigned k = 0;
+    for (unsigned e = 0; e < m.conn.cols(); ++e) {
+      const std::vector<unsigned> col = column(m.conn, e);
+      const element_type shape =
+          m.type == ET_SOLID_MIXED ? tessellix::detail::solid_shape(col.data()) : m.type;
+      const auto* list = tessellix::detail::edges_of(shape);
+      for (unsigned j = 0; j < list->count; ++j) {
+        const unsigned a = col[list->v[j][0]], b = col[list->v[j][1]];
+        if (!met.insert({std::min(a, b), std::max(a, b)}).second) continue;
+        ASSERT_LT(k, edges.cols());
+        EXPECT_EQ(column(edges, k), (std::vector<unsigned>{a, b}));
+        ++k;
+      }
+    }
+  }
+}

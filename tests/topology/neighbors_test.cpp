@@ -274,3 +274,55 @@ TEST(Neighbors, OutOfMemoryForTheResult) {
   });
   EXPECT_EQ(failures, 1u);
 }
+
+TEST(Neighbors, LargerMeshesSpreadOverManyPartitions) {
+  // Enough boundaries for several thousand buckets, so that the bucket table
+  // is split and each part grows by several blocks.
+  std::vector<support::mesh> meshes = {support::tetra_grid(8, 8, 8),
+                                       support::box_surface(20, 20, 20),
+                                       support::mixed_solid_grid(6, 6, 5)};
+  for (auto& m : meshes) {
+    support::shuffle(m, 99);
+    dense2D<unsigned> nb;
+    ASSERT_EQ(get_neighbors(m.conn, m.type, false, nb), 0);
+    expect_brute_force_links(m.conn, m.type, nb, "large");
+  }
+  support::mesh s = support::box_surface(20, 20, 20);
+  support::shuffle(s, 7);
+  // Three extra triangles on boundary 0 of triangle 0, the edge (a, b): a
+  // non-manifold edge of five sides among many ordinary ones.
+  const unsigned a = s.conn(1, 0), b = s.conn(2, 0), base = s.pos.cols();
+  dense2D<unsigned> c(3, s.conn.cols() + 3);
+  for (unsigned j = 0; j < s.conn.cols(); ++j)
+    for (unsigned i = 0; i < 3; ++i) c(i, j) = s.conn(i, j);
+  for (unsigned k = 0; k < 3; ++k) {
+    c(0, s.conn.cols() + k) = base + k;
+    c(1, s.conn.cols() + k) = a;
+    c(2, s.conn.cols() + k) = b;
+  }
+  // Element 0's boundary 0 is (a, b); its other side is the lowest other
+  // original triangle on it.
+  dense2D<unsigned> open, paired;
+  ASSERT_EQ(get_neighbors(c, ET_TRIA3, false, open), 0);
+  ASSERT_EQ(get_neighbors(c, ET_TRIA3, true, paired), 0);
+  unsigned other = X;
+  for (unsigned e = 1; e < s.conn.cols() && other == X; ++e)
+    for (unsigned r = 0; r < 3; ++r) {
+      const unsigned u = c(r, e), v = c((r + 1) % 3, e);
+      if ((u == a && v == b) || (u == b && v == a)) other = e;
+    }
+  ASSERT_NE(other, X);
+  EXPECT_EQ(open(0, 0), X);
+  EXPECT_EQ(paired(0, 0), other);
+  for (unsigned k = 0; k < 3; ++k) {
+    EXPECT_EQ(open(0, s.conn.cols() + k), X);
+    EXPECT_EQ(paired(0, s.conn.cols() + k), X);
+  }
+  // Everything off that edge is as before.
+  dense2D<unsigned> plain;
+  ASSERT_EQ(get_neighbors(s.conn, ET_TRIA3, false, plain), 0);
+  unsigned differ = 0;
+  for (unsigned e = 0; e < s.conn.cols(); ++e)
+    for (unsigned r = 0; r < 3; ++r) differ += open(r, e) != plain(r, e);
+  EXPECT_EQ(differ, 2u);  // both sides of the edge (a, b) lost their link
+}
