@@ -2,9 +2,10 @@
 // neighbour nodes of each node. Both graphs are built by counting passes into
 // compressed arrays; there are no per-node containers.
 #include <cstddef>
+#include <vector>
 
 #include "qz4/tessellix/topology.h"
-#include "topology/prefetch.h"
+#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -54,41 +55,76 @@ int invert(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
 // On a shuffled mesh every mark is a cache miss, while the list is at hand.
 constexpr unsigned short_walk = 64;
 
-// One walk over the elements of every node, counting (out == null, with
-// `list` as room for one node's neighbours) or writing the neighbours met for
-// the first time. `mark[m] == i` says that m was met already while visiting
-// node i; a node is never its own neighbour.
-unsigned walk_graph(const dense2D<unsigned>& connectivity, const unsigned* node_start,
-                    const unsigned* node_elements, unsigned nodes, unsigned* mark, unsigned* index,
+// The columns of the elements of every node, copied next to each other: node
+// n's stretch holds, for each element of n in ascending order (twice for an
+// element that names n twice), that element's column. The graph walks then
+// read memory in order, where walking the elements' columns in place would
+// jump through the whole connectivity at every step.
+struct stars {
+  std::vector<unsigned> start;  // first element of each node, and the total
+  detail::scratch_array<unsigned> columns;
+
+  stars(const dense2D<unsigned>& connectivity, unsigned nodes)
+      : start(std::size_t(nodes) + 1, 0),
+        columns(count(connectivity, start) * connectivity.rows()) {
+    const unsigned rows = connectivity.rows(), cols = connectivity.cols();
+    const std::size_t ld = connectivity.ld();
+    const unsigned* col = connectivity.data();
+    unsigned* const to = columns.get();
+    // start[n] runs from the first place of node n to that of node n + 1.
+    for (unsigned e = 0; e < cols; ++e, col += ld)
+      for (unsigned r = 0; r < rows; ++r)
+        if (col[r] != NO_ID) {
+          unsigned* d = to + std::size_t(start[col[r]]++) * rows;
+          for (unsigned k = 0; k < rows; ++k) d[k] = col[k];
+        }
+    for (unsigned n = nodes; n > 0; --n) start[n] = start[n - 1];
+    start[0] = 0;
+  }
+
+ private:
+  // Counts the elements of each node into start[n + 1] and sums them up, so
+  // that start[n] is the first place of node n; returns the total.
+  static std::size_t count(const dense2D<unsigned>& connectivity, std::vector<unsigned>& start) {
+    const unsigned rows = connectivity.rows(), cols = connectivity.cols();
+    const std::size_t ld = connectivity.ld();
+    const unsigned* col = connectivity.data();
+    for (unsigned e = 0; e < cols; ++e, col += ld)
+      for (unsigned r = 0; r < rows; ++r)
+        if (col[r] != NO_ID) ++start[col[r] + 1];
+    for (std::size_t n = 1; n < start.size(); ++n) start[n] += start[n - 1];
+    return start.back();
+  }
+};
+
+// One walk over the stars of every node, counting (out == null, with `list`
+// as room for one node's neighbours) or writing the neighbours met for the
+// first time. `mark[m] == i` says that m was met already while visiting node
+// i; a node is never its own neighbour.
+unsigned walk_graph(const stars& s, unsigned rows, unsigned nodes, unsigned* mark, unsigned* index,
                     unsigned* out, unsigned* list) {
-  const unsigned rows = connectivity.rows();
-  const std::size_t ld = connectivity.ld();
-  const unsigned* const c = connectivity.data();
   for (unsigned i = 0; i < nodes; ++i) mark[i] = NO_ID;
-  const unsigned last = node_start[nodes];
+  const unsigned* const all = s.columns.get();
   unsigned count = 0;
   for (unsigned i = 0; i < nodes; ++i) {
     unsigned* const found = out ? out + count : list;
     unsigned n = 0;
-    const bool busy = (node_start[i + 1] - node_start[i]) * rows > short_walk;
+    const std::size_t first = std::size_t(s.start[i]) * rows,
+                      last = std::size_t(s.start[i + 1]) * rows;
+    const bool busy = last - first > short_walk;
     mark[i] = i;
-    for (unsigned k = node_start[i]; k < node_start[i + 1]; ++k) {
-      if (k + detail::prefetch_distance < last)
-        detail::prefetch(c + node_elements[k + detail::prefetch_distance] * ld);
-      const unsigned* col = c + node_elements[k] * ld;
-      for (unsigned r = 0; r < rows; ++r) {
-        const unsigned m = col[r];
-        if (m == NO_ID || m == i) continue;
-        if (busy) {
-          if (mark[m] == i) continue;
-          mark[m] = i;
-        } else {
-          unsigned j = 0;
-          while (j < n && found[j] != m) ++j;
-          if (j < n) continue;
-        }
-        found[n++] = m;
+    for (std::size_t k = first; k < last; ++k) {
+      const unsigned m = all[k];
+      if (m == NO_ID || m == i) continue;
+      if (busy) {
+        if (mark[m] == i) continue;
+        mark[m] = i;
+      } else {
+        unsigned j = 0;
+        while (j < n && found[j] != m) ++j;
+        if (j < n) continue;
       }
+      found[n++] = m;
     }
     count += n;
     if (index) index[i + 1] = count;
@@ -119,31 +155,31 @@ int get_connected_elements(const dense2D<unsigned>& connectivity, dense1D<unsign
 
 int get_node_graph(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
                    dense1D<unsigned>& neighbors) {
-  dense1D<unsigned> node_start, node_elements;
-  const int status = invert(connectivity, node_start, node_elements);
   index.clear();
   neighbors.clear();
-  if (status < 0) return status;
   if (connectivity.empty()) return index.resize(1, 0u) ? 0 : -199;
 
-  const unsigned nodes = node_start.size() - 1;
-  if (!index.resize(nodes + 1)) return -199;
+  const unsigned nodes = max_ID(connectivity) + 1;  // 1 when all is padding
+  if (!index.resize(nodes + 1)) {
+    index.clear();
+    return -199;
+  }
   dense1D<unsigned> mark;
   if (!mark.resize(nodes)) {
     index.clear_hard();
     return -199;
   }
+  const stars s(connectivity, nodes);
   index[0] = 0;
   unsigned list[short_walk];
-  const unsigned count = walk_graph(connectivity, node_start.data(), node_elements.data(), nodes,
-                                    mark.data(), index.data(), nullptr, list);
+  const unsigned rows = connectivity.rows();
+  const unsigned count = walk_graph(s, rows, nodes, mark.data(), index.data(), nullptr, list);
   if (!neighbors.resize(count)) {
     index.clear_hard();
     neighbors.clear();
     return -199;
   }
-  walk_graph(connectivity, node_start.data(), node_elements.data(), nodes, mark.data(), nullptr,
-             neighbors.data(), list);
+  walk_graph(s, rows, nodes, mark.data(), nullptr, neighbors.data(), list);
   return 0;
 }
 

@@ -47,6 +47,7 @@ class scratch_array {
   T& operator[](std::size_t i) { return p_[i]; }
   const T& operator[](std::size_t i) const { return p_[i]; }
   T* get() { return p_; }
+  const T* get() const { return p_; }
 
  private:
   T* p_;
