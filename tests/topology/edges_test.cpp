@@ -115,27 +115,6 @@ TEST(CopyEdges, EveryKindMatchesBruteForce) {
   }
 }
 
-TEST(CopyEdges, FirstMetDirectionOnAGrid) {
-  // Each edge comes out as the first element that holds it lists it.
-  support::mesh m = support::mixed_solid_grid(3, 2, 2);
-  support::shuffle(m, 4);
-  dense2D<unsigned> edges;
-  ASSERT_EQ(copy_edges(m.conn, ET_SOLID_MIXED, edges), 0);
-  std::set<edge> directed;
-  for (unsigned j = 0; j < edges.cols(); ++j) directed.insert({edges(0, j), edges(1, j)});
-  std::set<edge> met;
-  for (unsigned e = 0; e < m.conn.cols(); ++e) {
-    const std::vector<unsigned> col = column(m.conn, e);
-    const auto* list = tessellix::detail::edges_of(tessellix::detail::solid_shape(col.data()));
-    for (unsigned k = 0; k < list->count; ++k) {
-      const unsigned a = col[list->v[k][0]], b = col[list->v[k][1]];
-      if (met.count({b, a}) || met.count({a, b})) continue;
-      met.insert({a, b});
-      EXPECT_TRUE(directed.count({a, b})) << a << "-" << b;
-    }
-  }
-}
-
 TEST(CopyEdges, GroupSharesOneSet) {
   // Two halves of a triangle grid and its quadrangles: the edges on the cut
   // come out once.

@@ -118,23 +118,6 @@ TEST(Neighbors, MatchBruteForcePairingOnEveryKind) {
   }
 }
 
-TEST(Neighbors, MixedSolidGridHoldsEveryShape) {
-  const support::mesh m = support::mixed_solid_grid(3, 3, 3);
-  unsigned shapes[4] = {0, 0, 0, 0};
-  for (unsigned e = 0; e < m.conn.cols(); ++e) {
-    const element_type s = tessellix::detail::solid_shape(column(m.conn, e).data());
-    ++shapes[s == ET_TETRA4 ? 0 : s == ET_PYRA5 ? 1 : s == ET_PENTA6 ? 2 : 3];
-  }
-  for (unsigned k = 0; k < 4; ++k) EXPECT_GT(shapes[k], 0u) << k;
-  // Rows behind a column's own count of boundaries stay NO_ID.
-  dense2D<unsigned> nb;
-  ASSERT_EQ(get_neighbors(m.conn, ET_SOLID_MIXED, false, nb), 0);
-  for (unsigned e = 0; e < m.conn.cols(); ++e) {
-    const unsigned count = list_of(ET_SOLID_MIXED, column(m.conn, e).data()).count;
-    for (unsigned r = count; r < 6; ++r) EXPECT_EQ(nb(r, e), X);
-  }
-}
-
 TEST(Neighbors, SharedEdgeInEitherDirection) {
   dense2D<unsigned> nb;
   // Opposite directions, as in a consistently oriented surface.

@@ -101,6 +101,12 @@ TEST(StructuredMesh, SizesAndValidIDs) {
   EXPECT_TRUE(check_IDs(f.conn, ET_FACE_MIXED, f.pos.cols()));
   EXPECT_TRUE(check_IDs(s.conn, ET_SOLID_MIXED, s.pos.cols()));
   EXPECT_EQ(s.conn.rows(), 8u);
+  unsigned shapes[4] = {0, 0, 0, 0};
+  for (unsigned e = 0; e < s.conn.cols(); ++e) {
+    const element_type t = tessellix::detail::solid_shape(column(s.conn, e).data());
+    ++shapes[t == ET_TETRA4 ? 0 : t == ET_PYRA5 ? 1 : t == ET_PENTA6 ? 2 : 3];
+  }
+  for (unsigned k = 0; k < 4; ++k) EXPECT_GT(shapes[k], 0u) << "every solid shape";
 }
 
 TEST(StructuredMesh, PositiveElementsFillTheUnitDomain) {
