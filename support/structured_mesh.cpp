@@ -371,9 +371,10 @@ void shuffle(mesh& m, unsigned seed) {
 template <class T>
 dense2D<T> gapped(const dense2D<T>& m, unsigned gap, T filler) {
   const unsigned rows = m.rows(), cols = m.cols();
-  dense2D<T> big(rows + gap, cols, filler);
+  dense2D<T> big;
+  big.resize(rows + gap, cols);
   for (unsigned j = 0; j < cols; ++j)
-    for (unsigned i = 0; i < rows; ++i) big(i, j) = m(i, j);
+    for (unsigned i = 0; i < rows + gap; ++i) big(i, j) = i < rows ? m(i, j) : filler;
   return big.sub_matrix(0, 0, rows, cols);
 }
 
