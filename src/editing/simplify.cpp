@@ -1,0 +1,100 @@
+// Clean-up after editing: unused nodes out of the coordinates, degenerate
+// elements out of a connectivity. Both pack what remains in place, keeping
+// its order, so that other views on the same storage follow.
+#include <algorithm>
+#include <cstddef>
+
+#include "qz4/tessellix/editing.h"
+#include "qz4/tessellix/topology.h"
+
+namespace qz4 {
+namespace tessellix {
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last,
+             dense1D<unsigned>& node_map, unsigned min_index) {
+  node_map.clear();
+  if (first == last) return 0;
+  if (last < first) return -3;
+  const unsigned N = pos.cols();
+  for (dense2D<unsigned>* m = first; m != last; ++m)
+    if (!check_IDs(*m, N)) return -2;
+  if (pos.empty() || min_index >= N) return 0;
+
+  // The highest element of each node; NO_ID marks a node no element uses.
+  dense1D<unsigned> holder;
+  if (!holder.resize(N, NO_ID) || !node_map.resize(N, NO_ID)) {
+    node_map.clear();
+    return -199;
+  }
+  for (dense2D<unsigned>* m = first; m != last; ++m) get_ancestors(*m, holder);
+
+  unsigned* map = node_map.data();
+  for (unsigned i = 0; i < N; ++i) map[i] = i;
+  const unsigned* used = holder.data();
+  double* P = pos.data();
+  const std::size_t ld = pos.ld();
+  const unsigned rows = pos.rows();
+  unsigned kept = min_index;
+  for (unsigned i = min_index; i < N; ++i) {
+    if (used[i] == NO_ID) {
+      map[i] = NO_ID;
+      continue;
+    }
+    if (i > kept) {
+      std::copy(P + i * ld, P + i * ld + rows, P + kept * ld);
+      map[i] = kept;
+    }
+    ++kept;
+  }
+  // Shrinking keeps the storage: the packed columns stay where they are.
+  pos.resize(rows, kept);
+  if (kept < N)
+    for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, node_map);
+  return int(N - kept);
+}
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>& connectivity, dense1D<unsigned>& node_map,
+             unsigned min_index) {
+  return simplify(pos, &connectivity, &connectivity + 1, node_map, min_index);
+}
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>& connectivity, unsigned min_index) {
+  dense1D<unsigned> node_map;
+  return simplify(pos, &connectivity, &connectivity + 1, node_map, min_index);
+}
+
+int simplify(dense2D<double>& pos, dense2D<unsigned>& connectivity1,
+             dense2D<unsigned>& connectivity2, unsigned min_index) {
+  dense2D<unsigned> both[2] = {connectivity1, connectivity2};
+  dense1D<unsigned> node_map;
+  return simplify(pos, both, both + 2, node_map, min_index);
+}
+
+int remove_degenerated(dense2D<unsigned>& connectivity, dense1D<unsigned>& element_map,
+                       bool strict) {
+  const unsigned R = connectivity.rows(), N = connectivity.cols();
+  dense1D<unsigned> scratch;
+  if (!scratch.resize(R)) return -199;
+  element_map.clear();
+  if (!element_map.resize(N, NO_ID)) return -199;
+  unsigned* s = scratch.data();
+  unsigned* map = element_map.data();
+  unsigned* C = connectivity.data();
+  const std::size_t ld = connectivity.ld();
+  unsigned kept = 0;
+  for (unsigned e = 0; e < N; ++e) {
+    const unsigned* col = C + e * ld;
+    std::copy(col, col + R, s);
+    std::sort(s, s + R);
+    // Sorting puts NO_ID last, so a repeated real node is always met first.
+    const unsigned* rep = std::adjacent_find(s, s + R);
+    if (rep != s + R && (strict || *rep != NO_ID)) continue;
+    if (e > kept) std::copy(col, col + R, C + kept * ld);
+    map[e] = kept++;
+  }
+  connectivity.resize(R, kept);
+  return int(N - kept);
+}
+
+}  // namespace tessellix
+}  // namespace qz4
