@@ -120,9 +120,11 @@ unsigned walk_graph(const stars& s, unsigned rows, unsigned nodes, unsigned* mar
         if (mark[m] == i) continue;
         mark[m] = i;
       } else {
-        unsigned j = 0;
-        while (j < n && found[j] != m) ++j;
-        if (j < n) continue;
+        // No early exit: the short list is compared whole, without a branch
+        // to mispredict at each entry.
+        bool met = false;
+        for (unsigned j = 0; j < n; ++j) met |= found[j] == m;
+        if (met) continue;
       }
       found[n++] = m;
     }
