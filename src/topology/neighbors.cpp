@@ -58,7 +58,10 @@ inline unsigned hash_nodes(const unsigned* n, unsigned width) {
 //    sorted;
 //  - quadrangle: aligned at the first smallest node, (m, p, o, q), and matched
 //    going forward or backward, (m, q, o, p): the smaller of the two.
-// Triangles never meet quadrangles, as the fourth place tells them apart.
+// Triangles never meet quadrangles, as the fourth place tells them apart: a
+// triangle among quadrangles is written (NO_ID, a, b, c), which no
+// quadrangle's form can be, since it starts with its smallest node, itself
+// below its fourth place.
 inline void sort2(unsigned& a, unsigned& b) {
   const unsigned lo = a < b ? a : b, hi = a < b ? b : a;
   a = lo;
@@ -72,6 +75,12 @@ inline void canonical(unsigned* n) {
     sort2(n[0], n[1]);
     sort2(n[1], n[2]);
     sort2(n[0], n[1]);
+    if (W == 4) {
+      n[3] = n[2];
+      n[2] = n[1];
+      n[1] = n[0];
+      n[0] = NO_ID;
+    }
   } else if (W == 4) {
     unsigned i = 0;
     for (unsigned k = 1; k < 4; ++k)

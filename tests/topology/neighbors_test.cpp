@@ -210,6 +210,22 @@ TEST(Neighbors, QuadrangleMatchRule) {
   EXPECT_EQ(nb(4, 2), 1u);
 }
 
+TEST(Neighbors, TriangleNeverMatchesQuadrangle) {
+  // A pure pyramid kind lets NO_ID through: pyramid 0 has the base
+  // (NO_ID, 1, 2, 3), a quadrangle, and pyramid 1 the triangle (1, 2, 3) as
+  // its face 0. Same nodes, same hash, same bucket, and yet no match.
+  const dense2D<unsigned> c = columns(5, {{X, 1, 2, 3, 4}, {1, 3, 7, 8, 2}});
+  dense2D<unsigned> nb;
+  ASSERT_EQ(get_neighbors(c, ET_PYRA5, false, nb), 0);
+  EXPECT_EQ(qz4test::real_entries(nb), 0u);
+  // The same triangle as a face of a third pyramid does match.
+  const dense2D<unsigned> d = columns(5, {{X, 1, 2, 3, 4}, {1, 3, 7, 8, 2}, {2, 1, 9, 10, 3}});
+  ASSERT_EQ(get_neighbors(d, ET_PYRA5, false, nb), 0);
+  EXPECT_EQ(nb(4, 0), X);
+  EXPECT_EQ(nb(0, 1), 2u);
+  EXPECT_EQ(nb(0, 2), 1u);
+}
+
 TEST(Neighbors, TriangleWithRepeatedNodeNamesItself) {
   // (0,1,1): boundary 1 is (1,0) and boundary 2 is (0,1).
   dense2D<unsigned> nb;
