@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qz4/tessellix/topology.h"
+#include "topology/prefetch.h"
 #include "topology/scratch.h"
 
 namespace qz4 {
@@ -72,12 +73,18 @@ struct stars {
     const unsigned* col = connectivity.data();
     unsigned* const to = columns.get();
     // start[n] runs from the first place of node n to that of node n + 1.
-    for (unsigned e = 0; e < cols; ++e, col += ld)
+    // The counters of the columns a few steps ahead are asked for early.
+    const std::size_t ahead = std::size_t(detail::prefetch_distance) * ld;
+    for (unsigned e = 0; e < cols; ++e, col += ld) {
+      if (e + detail::prefetch_distance < cols)
+        for (unsigned r = 0; r < rows; ++r)
+          if (col[ahead + r] != NO_ID) detail::prefetch(&start[col[ahead + r]]);
       for (unsigned r = 0; r < rows; ++r)
         if (col[r] != NO_ID) {
           unsigned* d = to + std::size_t(start[col[r]]++) * rows;
           for (unsigned k = 0; k < rows; ++k) d[k] = col[k];
         }
+    }
     for (unsigned n = nodes; n > 0; --n) start[n] = start[n - 1];
     start[0] = 0;
   }
