@@ -104,20 +104,21 @@ struct stars {
   }
 };
 
-// One walk over the stars of every node, counting (out == null, with `list`
-// as room for one node's neighbours) or writing the neighbours met for the
-// first time. `mark[m] == i` says that m was met already while visiting node
-// i; a node is never its own neighbour.
-unsigned walk_graph(const stars& s, unsigned rows, unsigned nodes, unsigned* mark, unsigned* index,
-                    unsigned* out, unsigned* list) {
+// One walk over the stars of every node, leaving at the head of each node's
+// stretch its neighbours in order of first meeting, and their running count
+// in index[i + 1]. Writing never overtakes reading, as a node has fewer
+// neighbours than entries in its stretch. `mark[m] == i` says that m was met
+// already while visiting node i; a node is never its own neighbour.
+unsigned gather_neighbors(stars& s, unsigned rows, unsigned nodes, unsigned* mark,
+                          unsigned* index) {
   for (unsigned i = 0; i < nodes; ++i) mark[i] = NO_ID;
-  const unsigned* const all = s.columns.get();
+  unsigned* const all = s.columns.get();
   unsigned count = 0;
   for (unsigned i = 0; i < nodes; ++i) {
-    unsigned* const found = out ? out + count : list;
-    unsigned n = 0;
     const std::size_t first = std::size_t(s.start[i]) * rows,
                       last = std::size_t(s.start[i + 1]) * rows;
+    unsigned* const found = all + first;
+    unsigned n = 0;
     const bool busy = last - first > short_walk;
     mark[i] = i;
     for (std::size_t k = first; k < last; ++k) {
@@ -136,7 +137,7 @@ unsigned walk_graph(const stars& s, unsigned rows, unsigned nodes, unsigned* mar
       found[n++] = m;
     }
     count += n;
-    if (index) index[i + 1] = count;
+    index[i + 1] = count;
   }
   return count;
 }
@@ -178,17 +179,21 @@ int get_node_graph(const dense2D<unsigned>& connectivity, dense1D<unsigned>& ind
     index.clear_hard();
     return -199;
   }
-  const stars s(connectivity, nodes);
+  stars s(connectivity, nodes);
   index[0] = 0;
-  unsigned list[short_walk];
   const unsigned rows = connectivity.rows();
-  const unsigned count = walk_graph(s, rows, nodes, mark.data(), index.data(), nullptr, list);
+  const unsigned count = gather_neighbors(s, rows, nodes, mark.data(), index.data());
   if (!neighbors.resize(count)) {
     index.clear_hard();
     neighbors.clear();
     return -199;
   }
-  walk_graph(s, rows, nodes, mark.data(), nullptr, neighbors.data(), list);
+  unsigned* out = neighbors.data();
+  const unsigned* const idx = index.data();
+  for (unsigned i = 0; i < nodes; ++i) {
+    const unsigned* from = s.columns.get() + std::size_t(s.start[i]) * rows;
+    for (unsigned k = idx[i]; k < idx[i + 1]; ++k) *out++ = *from++;
+  }
   return 0;
 }
 
