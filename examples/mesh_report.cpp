@@ -1,37 +1,71 @@
-// Makes a small structured triangle mesh and reports what the library can
-// tell about it.
+// Makes a small structured triangle mesh, tears part of it off onto nodes of
+// its own, welds it back, and reports at each step what the library can tell
+// about the mesh: validity, extent, open boundary, connected parts.
 #include <cstdio>
 
 #include "qz4/tessellix.h"
+#include "structured_mesh.h"
 
 using namespace qz4;
+using namespace qz4::tessellix;
+
+namespace {
+
+void report(const char* title, const dense2D<double>& pos, const dense2D<unsigned>& triangles) {
+  std::printf("%s\n", title);
+  std::printf("  nodes %u, triangles %u, nodes in use %d, valid: %s\n", pos.cols(),
+              triangles.cols(), count_unique_indices(triangles),
+              check_IDs(triangles, ET_TRIA3, pos.cols()) ? "yes" : "no");
+
+  dense2D<unsigned> neighbors, open;
+  dense1D<unsigned> elements, starts;
+  if (get_neighbors(triangles, ET_TRIA3, false, neighbors) != 0 ||
+      get_mesh_boundaries(triangles, neighbors, ET_TRIA3, open) != 0 ||
+      get_subdomains(neighbors, elements, starts) != 0) {
+    std::printf("  topology failed\n");
+    return;
+  }
+  dense2D<unsigned> edges;
+  copy_edges(triangles, ET_TRIA3, edges);
+  std::printf("  edges %u, open boundary edges %u, connected parts %u\n", edges.cols(), open.cols(),
+              starts.size() - 1);
+}
+
+}  // namespace
 
 int main() {
-  // An nx by ny grid of unit squares, each split into two triangles.
-  const unsigned nx = 8, ny = 5;
-  dense2D<double> pos(2, (nx + 1) * (ny + 1));
-  for (unsigned j = 0; j <= ny; ++j)
-    for (unsigned i = 0; i <= nx; ++i) {
-      pos(0, j * (nx + 1) + i) = i;
-      pos(1, j * (nx + 1) + i) = j;
-    }
-  dense2D<unsigned> triangles(3, 2 * nx * ny);
-  unsigned e = 0;
-  for (unsigned j = 0; j < ny; ++j)
-    for (unsigned i = 0; i < nx; ++i) {
-      const unsigned a = j * (nx + 1) + i, b = a + 1, c = a + nx + 2, d = a + nx + 1;
-      triangles(0, e) = a, triangles(1, e) = b, triangles(2, e++) = c;
-      triangles(0, e) = a, triangles(1, e) = c, triangles(2, e++) = d;
-    }
+  support::mesh m = support::tria_grid(8, 5);
+  zoom(m.pos, vector_fixed<double, 2>{{0.0, 0.0}}, 8.0);
+  std::printf("qz4tessellix %s\n", version());
 
-  std::printf("qz4tessellix %s\n", tessellix::version());
-  std::printf("nodes %u, triangles %u\n", pos.cols(), triangles.cols());
-  std::printf("connectivity valid: %s\n",
-              tessellix::check_IDs(triangles, ET_TRIA3, pos.cols()) ? "yes" : "no");
-  std::printf("largest node ID %u, distinct nodes %d\n", tessellix::max_ID(triangles),
-              tessellix::count_unique_indices(triangles));
-  vector_fixed<double, 2> lo = {1e300, 1e300}, hi = {-1e300, -1e300};
-  tessellix::inc_bounding_box(pos, triangles, lo, hi);
+  vector_fixed<double, 2> lo = {{1e300, 1e300}}, hi = {{-1e300, -1e300}};
+  inc_bounding_box(m.pos, m.conn, lo, hi);
   std::printf("bounding box (%g, %g) - (%g, %g)\n", lo[0], lo[1], hi[0], hi[1]);
+  report("structured grid", m.pos, m.conn);
+
+  // Tear the first row of cells off: copy its triangles onto new nodes at the
+  // same places and use the copy in place of the original triangles.
+  const unsigned torn = 16;
+  dense2D<unsigned> copy;
+  if (copy_mesh(m.pos, copy, m.conn.sub_matrix(0, 0, 3, torn)) != 0) return 1;
+  dense2D<unsigned> mesh(3, m.conn.cols());
+  for (unsigned e = 0; e < mesh.cols(); ++e)
+    for (unsigned r = 0; r < 3; ++r) mesh(r, e) = e < torn ? copy(r, e) : m.conn(r, e);
+  report("first row torn off", m.pos, mesh);
+
+  node_detector detector(m.pos, mesh);
+  const unsigned long near = detector.find_closest(vector_fixed<double, 2>{{3.9, 0.2}});
+  std::printf("  node closest to (3.9, 0.2): %lu at (%g, %g)\n", near, m.pos(0, unsigned(near)),
+              m.pos(1, unsigned(near)));
+
+  // Weld coincident nodes, drop the triangles that collapsed (none here) and
+  // the nodes that nothing uses any more.
+  const int merged = merge(m.pos, mesh, 1e-9, 0);
+  dense1D<unsigned> element_map;
+  const int degenerate = remove_degenerated(mesh, element_map, false);
+  const int removed = simplify(m.pos, mesh, 0);
+  std::printf("welded: %d nodes merged, %d triangles removed, %d nodes removed\n", merged,
+              degenerate, removed);
+  report("welded mesh", m.pos, mesh);
   return 0;
 }
