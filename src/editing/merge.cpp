@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "editing/node_tree.h"
@@ -192,11 +194,283 @@ int collect_nodes(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
   return 0;
 }
 
+// The list worker as written, on distinct node lists.
+int general_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
+                  const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol) {
+  return pos.rows() == 2 ? list_worker_d<2>(pos, u1, u2, node_map, tol)
+                         : list_worker_d<3>(pos, u1, u2, node_map, tol);
+}
+
+// ---------------------------------------------------------------------------
+// A shortcut for one list merged with itself, the case of every mesh weld.
+// All pairs at distance 0 sort before all others, and applying them maps
+// each group of exactly coincident nodes onto its first member in list order,
+// whatever the tree. After that only pairs between those first members can
+// still apply, and between them the tree matters only through the order of
+// pairs of equal distance from one node. So: coincident groups by hashing,
+// then the remaining pairs by a cell grid, and the general worker whenever
+// its answer could differ (non-finite values, a pair of distinct nodes at
+// distance 0 by underflow, two pairs of equal distance from one node).
+// ---------------------------------------------------------------------------
+
+std::uint64_t mix(std::uint64_t h) {
+  h ^= h >> 33;
+  h *= 0xff51afd7ed558ccdULL;
+  h ^= h >> 33;
+  h *= 0xc4ceb9fe1a85ec53ULL;
+  return h ^ (h >> 33);
+}
+
+template <unsigned D>
+std::uint64_t position_key(const double* x) {
+  std::uint64_t h = 0x9E3779B97F4A7C15ULL;
+  for (unsigned k = 0; k < D; ++k) {
+    std::uint64_t b;
+    std::memcpy(&b, &x[k], sizeof b);
+    h = mix(h ^ b) + k;
+  }
+  return h;
+}
+
+template <unsigned D>
+struct position_slot {
+  double x[D];
+  unsigned node;  // NO_ID: empty
+};
+
+// Maps every node of `u` onto the first node of `u` at the same place;
+// `firsts` gets those first nodes in list order. Returns the count mapped.
+template <unsigned D>
+int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned>& u, unsigned* map,
+                     std::vector<unsigned>& firsts) {
+  typedef position_slot<D> slot;
+  std::size_t cap = 1024;
+  while (cap < u.size() / 2) cap *= 2;
+  std::vector<slot> table(cap);
+  for (slot& t : table) t.node = NO_ID;
+  std::size_t used = 0;
+  int count = 0;
+  const std::size_t B = 16;
+  std::uint64_t keys[B];
+  double xs[B][D];
+  for (std::size_t s = 0; s < u.size(); s += B) {
+    const std::size_t e = std::min(u.size(), s + B);
+    const std::size_t mask = cap - 1;
+    // Keys first, with the slots fetched ahead, so that the probes of a block
+    // wait for memory together rather than one after the other.
+    for (std::size_t i = s; i < e; ++i) {
+      const double* p = P + u[i] * ld;
+      for (unsigned k = 0; k < D; ++k) xs[i - s][k] = p[k] + 0.0;  // -0 and 0 alike
+      keys[i - s] = position_key<D>(xs[i - s]);
+      __builtin_prefetch(&table[keys[i - s] & mask]);
+    }
+    for (std::size_t i = s; i < e; ++i) {
+      const double* x = xs[i - s];
+      for (std::size_t at = keys[i - s] & mask;; at = (at + 1) & mask) {
+        slot& t = table[at];
+        if (t.node == NO_ID) {
+          for (unsigned k = 0; k < D; ++k) t.x[k] = x[k];
+          t.node = u[i];
+          firsts.push_back(u[i]);
+          ++used;
+          break;
+        }
+        bool same = true;
+        for (unsigned k = 0; k < D; ++k) same = same && t.x[k] == x[k];
+        if (same) {
+          map[u[i]] = t.node;
+          ++count;
+          break;
+        }
+      }
+    }
+    if (used * 2 > cap) {
+      std::vector<slot> bigger(cap * 2);
+      for (slot& t : bigger) t.node = NO_ID;
+      const std::size_t m2 = cap * 2 - 1;
+      for (const slot& t : table) {
+        if (t.node == NO_ID) continue;
+        std::size_t at = position_key<D>(t.x) & m2;
+        while (bigger[at].node != NO_ID) at = (at + 1) & m2;
+        bigger[at] = t;
+      }
+      table.swap(bigger);
+      cap *= 2;
+    }
+  }
+  return count;
+}
+
+// The pairs (d, a, b) between distinct places within the tolerance, in the
+// order the list worker would sort them, through a grid of cells at least
+// 2 tol wide. Places are visited cell by cell for locality; the pairs are
+// then sorted by distance and by the list position of a, which is the stable
+// sort of pairs made in list order as long as no node has two pairs of one
+// distance. False when the general worker must decide.
+template <unsigned D>
+bool pairs_between_places(const double* P, std::size_t ld, const std::vector<unsigned>& firsts,
+                          double tol, std::vector<merge_pair>& out) {
+  const std::size_t n = firsts.size();
+  if (n >= 0x7FFFFFFFu) return false;
+  double lo[D], hi[D];
+  for (unsigned k = 0; k < D; ++k) lo[k] = hi[k] = P[firsts[0] * ld + k];
+  for (unsigned a : firsts)
+    for (unsigned k = 0; k < D; ++k) {
+      lo[k] = std::min(lo[k], P[a * ld + k]);
+      hi[k] = std::max(hi[k], P[a * ld + k]);
+    }
+  double extent = 0;
+  for (unsigned k = 0; k < D; ++k) extent = std::max(extent, hi[k] - lo[k]);
+  // Cells for about one place each on a surface, never narrower than the box.
+  const double c = std::max(2 * tol, extent / std::sqrt(double(n)));
+  if (!(c > 0) || !std::isfinite(c) || extent / c > 1e12) return false;
+  const double inv = 1 / c;
+  auto cell = [&](double x, unsigned k) { return std::int64_t(std::floor((x - lo[k]) * inv)); };
+  auto cell_key = [](const std::int64_t* ix) {
+    std::uint64_t h = 0;
+    for (unsigned k = 0; k < D; ++k) h = mix(h ^ std::uint64_t(ix[k])) + k;
+    return h;
+  };
+  std::vector<std::pair<std::uint64_t, unsigned>> order(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    std::int64_t ix[D];
+    for (unsigned k = 0; k < D; ++k) ix[k] = cell(P[firsts[i] * ld + k], k);
+    order[i] = {cell_key(ix), unsigned(i)};
+  }
+  std::sort(order.begin(), order.end());
+  struct place {
+    double x[D];
+    unsigned rank;  // position in `firsts`
+  };
+  std::vector<place> places(n);
+  for (std::size_t j = 0; j < n; ++j) {
+    const unsigned i = order[j].second;
+    const double* p = P + firsts[i] * ld;
+    for (unsigned k = 0; k < D; ++k) places[j].x[k] = p[k];
+    places[j].rank = i;
+  }
+  // The run of each cell in `places`, by key.
+  std::size_t cap = 1024;
+  while (cap < 2 * n) cap *= 2;  // at most half full: short probes
+  struct run {
+    std::uint64_t key;
+    unsigned begin, end;
+  };
+  std::vector<run> runs(cap, run{0, 0, 0});
+  for (std::size_t i = 0; i < n;) {
+    std::size_t j = i;
+    while (j < n && order[j].first == order[i].first) ++j;
+    std::size_t at = mix(order[i].first) & (cap - 1);
+    while (runs[at].end != 0) at = (at + 1) & (cap - 1);
+    runs[at] = run{order[i].first, unsigned(i), unsigned(j)};
+    i = j;
+  }
+  struct ranked {
+    double d;
+    unsigned rank_a, rank_b;
+  };
+  std::vector<ranked> pairs;
+  std::vector<double> ds;
+  std::size_t own_begin = 0, own_end = 0;  // the run of the cell of place j
+  for (std::size_t j = 0; j < n; ++j) {
+    if (j == own_end) {
+      own_begin = j;
+      while (own_end < n && order[own_end].first == order[j].first) ++own_end;
+    }
+    const std::uint64_t own_key = order[j].first;
+    const place& pa = places[j];
+    double blo[D], bhi[D];
+    std::int64_t c0[D], c1[D];
+    for (unsigned k = 0; k < D; ++k) {
+      blo[k] = pa.x[k] - tol;
+      bhi[k] = pa.x[k] + tol;
+      c0[k] = cell(blo[k], k);
+      c1[k] = cell(bhi[k], k);
+      if (c1[k] - c0[k] > 2) return false;
+    }
+    const std::size_t first_pair = pairs.size();
+    std::uint64_t seen[27];
+    unsigned nseen = 0;
+    std::int64_t ix[D];
+    for (unsigned k = 0; k < D; ++k) ix[k] = c0[k];
+    for (;;) {
+      const std::uint64_t key = cell_key(ix);
+      if (std::find(seen, seen + nseen, key) == seen + nseen) {
+        seen[nseen++] = key;
+        // The place's own cell is at hand; others are looked up.
+        std::size_t at = mix(key) & (cap - 1);
+        if (key != own_key)
+          while (runs[at].end != 0 && runs[at].key != key) at = (at + 1) & (cap - 1);
+        const std::size_t begin = key == own_key ? own_begin : runs[at].begin;
+        const std::size_t end = key == own_key ? own_end : runs[at].end;
+        {
+          for (std::size_t r = begin; r < end; ++r) {
+            const place& pb = places[r];
+            if (r == j) continue;
+            bool in = true;
+            for (unsigned k = 0; k < D; ++k) in = in && blo[k] <= pb.x[k] && bhi[k] >= pb.x[k];
+            if (!in) continue;
+            const double d = std::sqrt(node_tree<D>::dist2(pa.x, pb.x));
+            if (!(d <= tol)) continue;
+            if (d == 0) return false;  // distinct places at distance 0
+            pairs.push_back(ranked{d, pa.rank, pb.rank});
+          }
+        }
+      }
+      unsigned k = 0;
+      while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;
+      if (k == D) break;
+      ++ix[k];
+    }
+    // Equal distances from one node would be ordered by the tree.
+    if (pairs.size() - first_pair > 1) {
+      ds.clear();
+      for (std::size_t i = first_pair; i < pairs.size(); ++i) ds.push_back(pairs[i].d);
+      std::sort(ds.begin(), ds.end());
+      if (std::adjacent_find(ds.begin(), ds.end()) != ds.end()) return false;
+    }
+  }
+  std::sort(pairs.begin(), pairs.end(), [](const ranked& x, const ranked& y) {
+    return x.d < y.d || (x.d == y.d && x.rank_a < y.rank_a);
+  });
+  out.reserve(pairs.size());
+  for (const ranked& p : pairs) out.push_back(merge_pair{p.d, firsts[p.rank_a], firsts[p.rank_b]});
+  return true;
+}
+
+// The list worker on one list merged with itself, or -1 when only the
+// general worker can answer.
+template <unsigned D>
+int single_list_shortcut(const dense2D<double>& pos, const std::vector<unsigned>& u,
+                         dense1D<unsigned>& node_map, double tol) {
+  if (!(tol >= 0) || !std::isfinite(tol)) return -1;
+  const double* P = pos.data();
+  const std::size_t ld = pos.ld();
+  for (unsigned a : u)
+    for (unsigned k = 0; k < D; ++k)
+      if (!std::isfinite(P[a * ld + k])) return -1;
+  identity(node_map, pos.cols());
+  unsigned* map = node_map.data();
+  std::vector<unsigned> firsts;
+  int count = group_coincident<D>(P, ld, u, map, firsts);
+  if (tol > 0 && firsts.size() > 1) {
+    std::vector<merge_pair> pairs;
+    if (!pairs_between_places<D>(P, ld, firsts, tol, pairs)) return -1;
+    count += apply_pairs(map, pairs);
+  }
+  compress(map, u);
+  return count;
+}
+
 // The list worker on distinct node lists.
 int merge_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
                 const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol) {
-  return pos.rows() == 2 ? list_worker_d<2>(pos, u1, u2, node_map, tol)
-                         : list_worker_d<3>(pos, u1, u2, node_map, tol);
+  if (&u1 == &u2 && !u1.empty()) {
+    const int count = pos.rows() == 2 ? single_list_shortcut<2>(pos, u1, node_map, tol)
+                                      : single_list_shortcut<3>(pos, u1, node_map, tol);
+    if (count >= 0) return count;
+  }
+  return general_lists(pos, u1, u2, node_map, tol);
 }
 
 }  // namespace

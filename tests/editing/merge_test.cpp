@@ -147,6 +147,41 @@ TEST(Merge, ListWorkerMatchesTranscription) {
   check_lists<3>(5, 0.0);
 }
 
+// One list merged with itself takes a shortcut through coincident groups; it
+// must answer as the worker on two equal but distinct lists, which does not.
+template <unsigned D>
+void expect_same_as_general(const dense2D<double>& pos, double tol) {
+  std::vector<unsigned> all(pos.cols());
+  std::iota(all.begin(), all.end(), 0u);
+  std::shuffle(all.begin(), all.end(), std::mt19937(7));
+  const dense1D<unsigned> l = as_dense(all), twin = as_dense(all);
+  dense1D<unsigned> fast, slow;
+  const int a = merge(pos, l, fast, tol), b = merge(pos, l, twin, slow, tol);
+  EXPECT_EQ(a, b);
+  ASSERT_EQ(std::vector<unsigned>(fast.begin(), fast.end()),
+            std::vector<unsigned>(slow.begin(), slow.end()));
+  const merge_result r = reference_merge<D>(pos, all, all, tol);
+  EXPECT_EQ(a, r.count);
+  ASSERT_EQ(std::vector<unsigned>(fast.begin(), fast.end()), r.map);
+}
+
+TEST(Merge, SingleListShortcutAnswersAsTheWorker) {
+  expect_same_as_general<3>(cloud(3, 300, 11), 0.05);  // many pairs between places
+  expect_same_as_general<2>(cloud(2, 300, 12), 0.02);
+  expect_same_as_general<2>(cloud(2, 100, 13), 10.0);  // every place within reach
+  dense2D<double> g = qz4test::grid_points(3, 5, 4, 3);
+  expect_same_as_general<3>(g, 1.0);  // equidistant neighbours
+  expect_same_as_general<3>(g, 1.5);
+  dense2D<double> odd = qz4test::coincident_points(3, 60, 5, 14);
+  odd(1, 3) = -0.0 * odd(1, 3);  // -0 and 0 coincide
+  odd(0, 10) = std::nan("");
+  odd(2, 11) = 1e-300;  // distinct from 0, yet at distance 0 from it
+  expect_same_as_general<3>(odd, 0.3);
+  expect_same_as_general<3>(odd, 0.0);
+  odd(0, 10) = 1.0 / 0.0;
+  expect_same_as_general<3>(odd, 1e-9);
+}
+
 TEST(Merge, ConnectivityGlobalIsTheListWorkerOnItsNodes) {
   qz4::support::mesh m = qz4::support::tria_grid(6, 5);
   qz4::support::shuffle(m, 3);
