@@ -19,11 +19,9 @@ int collect_boundaries(const dense2D<unsigned>& connectivity, const dense2D<unsi
                        element_type type, dense2D<unsigned>& boundaries) {
   boundaries.clear();
   if (connectivity.empty()) return 0;
-  if (type == ET_FACE_MIXED && connectivity.rows() == 3) type = ET_TRIA3;
-  if (!check_IDs(connectivity, type, NO_ID)) return -1;
-  const boundary_kind* kind = detail::boundary_kind_of(type);
-  if (!kind) return -2;
-  if (connectivity.rows() != kind->rows) return -1;
+  int status = 0;
+  const boundary_kind* kind = detail::checked_kind(connectivity, type, status);
+  if (!kind) return status;
   const unsigned cols = connectivity.cols();
   if (neighbors && (neighbors->cols() != cols || neighbors->rows() != kind->neighbor_rows))
     return -2;

@@ -6,6 +6,7 @@
 
 #include "core/element_tables.h"
 #include "qz4/element_type.h"
+#include "qz4/tessellix/core.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -33,6 +34,24 @@ inline const boundary_kind* boundary_kind_of(element_type t) {
   for (const boundary_kind& k : kinds)
     if (k.type == t) return &k;
   return nullptr;
+}
+
+/// The entry checks shared by the neighbour and boundary services, on a
+/// non-empty connectivity: a 3-row ET_FACE_MIXED is taken as ET_TRIA3, then
+/// bad shape or padding gives -1, a kind not served -2, and a row count not
+/// the kind's -1. Returns the kind, or null with `status` set.
+inline const boundary_kind* checked_kind(const dense2D<unsigned>& connectivity, element_type type,
+                                         int& status) {
+  if (type == ET_FACE_MIXED && connectivity.rows() == 3) type = ET_TRIA3;
+  status = -1;
+  if (!check_IDs(connectivity, type, NO_ID)) return nullptr;
+  const boundary_kind* kind = boundary_kind_of(type);
+  status = -2;
+  if (!kind) return nullptr;
+  status = -1;
+  if (connectivity.rows() != kind->rows) return nullptr;
+  status = 0;
+  return kind;
 }
 
 /// The boundary list of one column: the kind's own, or that of the column's

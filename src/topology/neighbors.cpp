@@ -295,11 +295,9 @@ int get_neighbors(const dense2D<unsigned>& connectivity, element_type type, bool
                   dense2D<unsigned>& neighbors) {
   neighbors.clear();
   if (connectivity.empty()) return 0;
-  if (type == ET_FACE_MIXED && connectivity.rows() == 3) type = ET_TRIA3;
-  if (!check_IDs(connectivity, type, NO_ID)) return -1;
-  const boundary_kind* kind = detail::boundary_kind_of(type);
-  if (!kind) return -2;
-  if (connectivity.rows() != kind->rows) return -1;
+  int status = 0;
+  const boundary_kind* kind = detail::checked_kind(connectivity, type, status);
+  if (!kind) return status;
   if (!neighbors.resize(kind->neighbor_rows, connectivity.cols(), NO_ID)) {
     neighbors.clear();
     return -199;
