@@ -185,13 +185,29 @@ class node_tree {
   /// An empty tree is built top-down instead: the entries that insertion
   /// would send below an entry are exactly those after it, in order, that lie
   /// strictly below it on its axis, so a stable partition of the sequence
-  /// around its first member yields the very same table while reading the
-  /// coordinates sequentially.
+  /// around its first member yields the very same tree while reading the
+  /// coordinates sequentially. Only the numbering of the table's columns
+  /// differs (column 0 is still the root), which no search can see.
   unsigned long insert_sequence(const unsigned* seq, std::size_t n) {
     if (table.cols() == 0 && free_slots.empty() && n > 1 && build(seq, n)) return table.cols();
     unsigned long count = 0;
     for (std::size_t i = 0; i < n; ++i) count += insert_one(seq[i]) ? 1 : 0;
     return count;
+  }
+
+  /// Fetches ahead for the entries after e: the coordinates of its children,
+  /// whose table words the visit of e's parent asked for, and the table words
+  /// of its grandchildren. Searches are bound by memory latency, not work.
+  static void look_ahead(const unsigned* T, const double* P, std::size_t ld, const unsigned* te,
+                         unsigned n) {
+    for (unsigned s = 1; s <= 2; ++s) {
+      const unsigned c = te[s];
+      if (c >= n) continue;
+      const unsigned* tc = T + 3 * std::size_t(c);
+      __builtin_prefetch(P + tc[0] * ld);
+      if (tc[1] < n) __builtin_prefetch(T + 3 * std::size_t(tc[1]));
+      if (tc[2] < n) __builtin_prefetch(T + 3 * std::size_t(tc[2]));
+    }
   }
 
   /// The closest node to q, other than `skip`; NO_ID for an empty tree.
@@ -206,6 +222,7 @@ class node_tree {
     unsigned found = NO_ID;
     double best2 = DBL_MAX;
     for (unsigned e = 0, axis = 0; e < n; axis = (axis + 1 == D) ? 0 : axis + 1) {
+      look_ahead(T, P, ld, T + 3 * std::size_t(e), n);
       const unsigned node = T[3 * std::size_t(e)];
       const double* p = P + node * ld;
       if (node != skip) {
@@ -235,6 +252,7 @@ class node_tree {
     for (;;) {
       while (e < n) {
         const unsigned* te = T + 3 * std::size_t(e);
+        look_ahead(T, P, ld, te, n);
         const unsigned node = te[0];
         const double* p = P + node * ld;
         if (node != skip && in_ball_box(p, q, best)) {
@@ -285,6 +303,7 @@ class node_tree {
     for (;;) {
       while (e < n) {
         const unsigned* te = T + 3 * std::size_t(e);
+        look_ahead(T, P, ld, te, n);
         const double* p = P + te[0] * ld;
         const bool go_lower = lo[axis] <= p[axis];
         const bool go_upper = hi[axis] >= p[axis];
@@ -339,7 +358,7 @@ class node_tree {
 
   struct record {
     double x[D];
-    unsigned col;
+    unsigned node;
   };
 
   // Top-down construction of an empty tree. False when scratch could not be
@@ -367,14 +386,15 @@ class node_tree {
     for (std::size_t i = 0; i < n; ++i) {
       const unsigned node = seq[i];
       if (node >= cols) continue;
-      unsigned* t = tab + 3 * std::size_t(c);
-      t[0] = node;
-      t[1] = t[2] = NO_ID;
-      record& r = rec[c];
+      record& r = rec[c++];
       const double* p = P + node * ld;
       for (unsigned k = 0; k < D; ++k) r.x[k] = p[k];
-      r.col = c++;
+      r.node = node;
     }
+    // Columns are numbered in the order the entries are made here: the
+    // pre-order with the upper side first, the order in which find_closest
+    // walks, so that an entry and its upper child share cache lines.
+    unsigned next_col = 0;
     struct task {
       unsigned b, e, axis, parent_link;
     };
@@ -387,7 +407,11 @@ class node_tree {
       todo.pop_back();
       while (k.b < k.e) {
         const record root = R[k.b];
-        if (k.parent_link != NO_ID) tab[k.parent_link] = root.col;
+        const unsigned col = next_col++;
+        unsigned* t = tab + 3 * std::size_t(col);
+        t[0] = root.node;
+        t[1] = t[2] = NO_ID;
+        if (k.parent_link != NO_ID) tab[k.parent_link] = col;
         const double s = root.x[k.axis];
         unsigned w = k.b + 1, u = 0;
         for (unsigned i = k.b + 1; i < k.e; ++i) {
@@ -398,8 +422,8 @@ class node_tree {
         }
         for (unsigned i = 0; i < u; ++i) R[w + i] = Tm[i];
         const unsigned next = (k.axis + 1 == D) ? 0 : k.axis + 1;
-        if (w > k.b + 1) todo.push_back(task{k.b + 1, w, next, 3 * root.col + 1});
-        k = task{w, k.e, next, 3 * root.col + 2};
+        if (w > k.b + 1) todo.push_back(task{k.b + 1, w, next, 3 * col + 1});
+        k = task{w, k.e, next, 3 * col + 2};
       }
     }
     return true;
