@@ -9,6 +9,7 @@
 #ifndef QZ4_EDITING_NODE_TREE_H
 #define QZ4_EDITING_NODE_TREE_H
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
@@ -243,11 +244,25 @@ class node_tree {
     }
     if (!(best > 0)) return found;
 
+    // Besides the walk's own tests, a subtree is left out when every node in
+    // it is provably no closer than the best so far: `gap` holds, per axis,
+    // how far q lies outside the subtree's region, and the rounded sum of
+    // their squares, in the order dist2 adds them, cannot exceed any node's
+    // rounded squared distance. Such a subtree holds no node that the walk
+    // would take, so leaving it out changes no answer and no tie-break.
     struct frame {
       unsigned e, axis;
       double s;
+      double gap[D];
+    };
+    auto bound = [](const double* gap) {
+      double b = 0;
+      for (unsigned k = 0; k < D; ++k) b += gap[k] * gap[k];
+      return b;
     };
     detail::search_stack<frame> stack;
+    double gap[D];
+    for (unsigned k = 0; k < D; ++k) gap[k] = 0;
     unsigned e = 0, axis = 0;
     for (;;) {
       while (e < n) {
@@ -265,22 +280,31 @@ class node_tree {
         }
         const double s = p[axis];
         const unsigned next = (axis + 1 == D) ? 0 : axis + 1;
+        const double here = gap[axis];
+        // Lower region: coordinates below s; upper: s and above.
+        const double gap_lower = q[axis] >= s ? std::max(here, q[axis] - s) : here;
+        const double gap_upper = q[axis] < s ? std::max(here, s - q[axis]) : here;
+        e = NO_ID;
         if (q[axis] + best > s) {
-          stack.push(frame{e, axis, s});
-          e = te[2];
+          frame f{static_cast<unsigned>(te - T) / 3, axis, s, {}};
+          for (unsigned k = 0; k < D; ++k) f.gap[k] = gap[k];
+          f.gap[axis] = gap_lower;
+          stack.push(f);
+          gap[axis] = gap_upper;
+          if (bound(gap) < best2) e = te[2];
         } else if (q[axis] - best < s) {
-          e = te[1];
-        } else {
-          e = NO_ID;
+          gap[axis] = gap_lower;
+          if (bound(gap) < best2) e = te[1];
         }
         axis = next;
       }
       if (stack.empty()) break;
       // The lower side is decided with the radius as the upper side left it.
       const frame f = stack.pop();
-      if (q[f.axis] - best < f.s) {
+      if (q[f.axis] - best < f.s && bound(f.gap) < best2) {
         e = T[3 * std::size_t(f.e) + 1];
         axis = (f.axis + 1 == D) ? 0 : f.axis + 1;
+        for (unsigned k = 0; k < D; ++k) gap[k] = f.gap[k];
       }
     }
     return found;
