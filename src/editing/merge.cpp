@@ -250,7 +250,7 @@ int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned
   for (slot& t : table) t.node = NO_ID;
   std::size_t used = 0;
   int count = 0;
-  const std::size_t B = 16;
+  const std::size_t B = 32;
   std::uint64_t keys[B];
   double xs[B][D];
   for (std::size_t s = 0; s < u.size(); s += B) {
@@ -302,11 +302,12 @@ int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned
 }
 
 // The pairs (d, a, b) between distinct places within the tolerance, in the
-// order the list worker would sort them, through a grid of cells at least
-// 2 tol wide. Places are visited cell by cell for locality; the pairs are
-// then sorted by distance and by the list position of a, which is the stable
-// sort of pairs made in list order as long as no node has two pairs of one
-// distance. False when the general worker must decide.
+// order the list worker would sort them, through a hashed grid of cells at
+// least 2 tol wide, so that a tolerance box meets at most 2 cells per axis,
+// and most often only its own. The pairs are sorted by distance and by the
+// list position of a, which is the stable sort of pairs made in list order as
+// long as no node has two pairs of one distance. False when the general
+// worker must decide.
 template <unsigned D>
 bool pairs_between_places(const double* P, std::size_t ld, const std::vector<unsigned>& firsts,
                           double tol, std::vector<merge_pair>& out) {
@@ -325,45 +326,51 @@ bool pairs_between_places(const double* P, std::size_t ld, const std::vector<uns
   const double c = std::max(2 * tol, extent / std::sqrt(double(n)));
   if (!(c > 0) || !std::isfinite(c) || extent / c > 1e12) return false;
   const double inv = 1 / c;
+  // Faces of the bounding box fall mid-cell: meshes often have many places
+  // on them, whose boxes would otherwise all straddle two cells.
+  for (unsigned k = 0; k < D; ++k) lo[k] -= 0.5 * c;
   auto cell = [&](double x, unsigned k) { return std::int64_t(std::floor((x - lo[k]) * inv)); };
   auto cell_key = [](const std::int64_t* ix) {
     std::uint64_t h = 0;
     for (unsigned k = 0; k < D; ++k) h = mix(h ^ std::uint64_t(ix[k])) + k;
     return h;
   };
-  std::vector<std::pair<std::uint64_t, unsigned>> order(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    std::int64_t ix[D];
-    for (unsigned k = 0; k < D; ++k) ix[k] = cell(P[firsts[i] * ld + k], k);
-    order[i] = {cell_key(ix), unsigned(i)};
-  }
-  std::sort(order.begin(), order.end());
-  struct place {
-    double x[D];
-    unsigned rank;  // position in `firsts`
-  };
-  std::vector<place> places(n);
-  for (std::size_t j = 0; j < n; ++j) {
-    const unsigned i = order[j].second;
-    const double* p = P + firsts[i] * ld;
-    for (unsigned k = 0; k < D; ++k) places[j].x[k] = p[k];
-    places[j].rank = i;
-  }
-  // The run of each cell in `places`, by key.
-  std::size_t cap = 1024;
-  while (cap < 2 * n) cap *= 2;  // at most half full: short probes
-  struct run {
+  // Places hashed by cell, chained through `next`; an empty slot counts 0.
+  struct cell_slot {
     std::uint64_t key;
-    unsigned begin, end;
+    unsigned head, count;
   };
-  std::vector<run> runs(cap, run{0, 0, 0});
-  for (std::size_t i = 0; i < n;) {
-    std::size_t j = i;
-    while (j < n && order[j].first == order[i].first) ++j;
-    std::size_t at = mix(order[i].first) & (cap - 1);
-    while (runs[at].end != 0) at = (at + 1) & (cap - 1);
-    runs[at] = run{order[i].first, unsigned(i), unsigned(j)};
-    i = j;
+  std::size_t cap = 1024;
+  while (cap < 2 * n) cap *= 2;
+  const std::size_t mask = cap - 1;
+  std::vector<cell_slot> cells(cap, cell_slot{0, NO_ID, 0});
+  std::vector<unsigned> next(n, NO_ID);
+  std::vector<unsigned char> boxed(n);  // the tolerance box lies in the own cell
+  std::vector<std::uint64_t> keys(n);
+  const std::size_t B = 32;
+  for (std::size_t s0 = 0; s0 < n; s0 += B) {
+    const std::size_t e0 = std::min(n, s0 + B);
+    for (std::size_t j = s0; j < e0; ++j) {
+      std::int64_t ix[D];
+      bool in = true;
+      for (unsigned k = 0; k < D; ++k) {
+        const double x = P[firsts[j] * ld + k];
+        ix[k] = cell(x, k);
+        in = in && cell(x - tol, k) == cell(x + tol, k);
+      }
+      boxed[j] = in;
+      keys[j] = cell_key(ix);
+      __builtin_prefetch(&cells[mix(keys[j]) & mask]);
+    }
+    for (std::size_t j = s0; j < e0; ++j) {
+      std::size_t at = mix(keys[j]) & mask;
+      while (cells[at].count != 0 && cells[at].key != keys[j]) at = (at + 1) & mask;
+      cell_slot& cs = cells[at];
+      cs.key = keys[j];
+      next[j] = cs.head;
+      cs.head = unsigned(j);
+      ++cs.count;
+    }
   }
   struct ranked {
     double d;
@@ -371,63 +378,58 @@ bool pairs_between_places(const double* P, std::size_t ld, const std::vector<uns
   };
   std::vector<ranked> pairs;
   std::vector<double> ds;
-  std::size_t own_begin = 0, own_end = 0;  // the run of the cell of place j
-  for (std::size_t j = 0; j < n; ++j) {
-    if (j == own_end) {
-      own_begin = j;
-      while (own_end < n && order[own_end].first == order[j].first) ++own_end;
-    }
-    const std::uint64_t own_key = order[j].first;
-    const place& pa = places[j];
-    double blo[D], bhi[D];
-    std::int64_t c0[D], c1[D];
-    for (unsigned k = 0; k < D; ++k) {
-      blo[k] = pa.x[k] - tol;
-      bhi[k] = pa.x[k] + tol;
-      c0[k] = cell(blo[k], k);
-      c1[k] = cell(bhi[k], k);
-      if (c1[k] - c0[k] > 2) return false;
-    }
-    const std::size_t first_pair = pairs.size();
-    std::uint64_t seen[27];
-    unsigned nseen = 0;
-    std::int64_t ix[D];
-    for (unsigned k = 0; k < D; ++k) ix[k] = c0[k];
-    for (;;) {
-      const std::uint64_t key = cell_key(ix);
-      if (std::find(seen, seen + nseen, key) == seen + nseen) {
-        seen[nseen++] = key;
-        // The place's own cell is at hand; others are looked up.
-        std::size_t at = mix(key) & (cap - 1);
-        if (key != own_key)
-          while (runs[at].end != 0 && runs[at].key != key) at = (at + 1) & (cap - 1);
-        const std::size_t begin = key == own_key ? own_begin : runs[at].begin;
-        const std::size_t end = key == own_key ? own_end : runs[at].end;
-        {
-          for (std::size_t r = begin; r < end; ++r) {
-            const place& pb = places[r];
+  // Places are taken cell by cell: the order of making pairs does not matter,
+  // as they are sorted by rank in the end, and a place alone in its cell
+  // whose box stays in that cell is passed over without reading it.
+  for (std::size_t slot = 0; slot < cap; ++slot) {
+    if (cells[slot].count == 0) continue;
+    if (cells[slot].count == 1 && boxed[cells[slot].head]) continue;
+    for (unsigned j = cells[slot].head; j != NO_ID; j = next[j]) {
+      const double* pa = P + firsts[j] * ld;
+      double blo[D], bhi[D];
+      std::int64_t c0[D], c1[D];
+      for (unsigned k = 0; k < D; ++k) {
+        blo[k] = pa[k] - tol;
+        bhi[k] = pa[k] + tol;
+        c0[k] = cell(blo[k], k);
+        c1[k] = cell(bhi[k], k);
+        if (c1[k] - c0[k] > 2) return false;
+      }
+      const std::size_t first_pair = pairs.size();
+      std::uint64_t seen[27];
+      unsigned nseen = 0;
+      std::int64_t ix[D];
+      for (unsigned k = 0; k < D; ++k) ix[k] = c0[k];
+      for (;;) {
+        const std::uint64_t key = cell_key(ix);
+        if (std::find(seen, seen + nseen, key) == seen + nseen) {
+          seen[nseen++] = key;
+          std::size_t at = mix(key) & mask;
+          while (cells[at].count != 0 && cells[at].key != key) at = (at + 1) & mask;
+          for (unsigned r = cells[at].count ? cells[at].head : NO_ID; r != NO_ID; r = next[r]) {
             if (r == j) continue;
+            const double* pb = P + firsts[r] * ld;
             bool in = true;
-            for (unsigned k = 0; k < D; ++k) in = in && blo[k] <= pb.x[k] && bhi[k] >= pb.x[k];
+            for (unsigned k = 0; k < D; ++k) in = in && blo[k] <= pb[k] && bhi[k] >= pb[k];
             if (!in) continue;
-            const double d = std::sqrt(node_tree<D>::dist2(pa.x, pb.x));
+            const double d = std::sqrt(node_tree<D>::dist2(pa, pb));
             if (!(d <= tol)) continue;
             if (d == 0) return false;  // distinct places at distance 0
-            pairs.push_back(ranked{d, pa.rank, pb.rank});
+            pairs.push_back(ranked{d, j, r});
           }
         }
+        unsigned k = 0;
+        while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;
+        if (k == D) break;
+        ++ix[k];
       }
-      unsigned k = 0;
-      while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;
-      if (k == D) break;
-      ++ix[k];
-    }
-    // Equal distances from one node would be ordered by the tree.
-    if (pairs.size() - first_pair > 1) {
-      ds.clear();
-      for (std::size_t i = first_pair; i < pairs.size(); ++i) ds.push_back(pairs[i].d);
-      std::sort(ds.begin(), ds.end());
-      if (std::adjacent_find(ds.begin(), ds.end()) != ds.end()) return false;
+      // Equal distances from one node would be ordered by the tree.
+      if (pairs.size() - first_pair > 1) {
+        ds.clear();
+        for (std::size_t i = first_pair; i < pairs.size(); ++i) ds.push_back(pairs[i].d);
+        std::sort(ds.begin(), ds.end());
+        if (std::adjacent_find(ds.begin(), ds.end()) != ds.end()) return false;
+      }
     }
   }
   std::sort(pairs.begin(), pairs.end(), [](const ranked& x, const ranked& y) {
