@@ -6,10 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "editing/node_tree.h"
 #include "qz4/tessellix/editing.h"
+#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {
@@ -244,10 +246,13 @@ template <unsigned D>
 int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned>& u, unsigned* map,
                      std::vector<unsigned>& firsts) {
   typedef position_slot<D> slot;
+  // Huge-page scratch: the probes go all over a table of many megabytes,
+  // and with small pages each would also miss the TLB.
   std::size_t cap = 1024;
   while (cap < u.size() / 2) cap *= 2;
-  std::vector<slot> table(cap);
-  for (slot& t : table) t.node = NO_ID;
+  std::unique_ptr<detail::scratch_array<slot>> storage(new detail::scratch_array<slot>(cap));
+  slot* table = storage->get();
+  for (std::size_t i = 0; i < cap; ++i) table[i].node = NO_ID;
   std::size_t used = 0;
   int count = 0;
   const std::size_t B = 32;
@@ -285,16 +290,19 @@ int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned
       }
     }
     if (used * 2 > cap) {
-      std::vector<slot> bigger(cap * 2);
-      for (slot& t : bigger) t.node = NO_ID;
+      std::unique_ptr<detail::scratch_array<slot>> more(new detail::scratch_array<slot>(cap * 2));
+      slot* bigger = more->get();
+      for (std::size_t i = 0; i < cap * 2; ++i) bigger[i].node = NO_ID;
       const std::size_t m2 = cap * 2 - 1;
-      for (const slot& t : table) {
+      for (std::size_t i = 0; i < cap; ++i) {
+        const slot& t = table[i];
         if (t.node == NO_ID) continue;
         std::size_t at = position_key<D>(t.x) & m2;
         while (bigger[at].node != NO_ID) at = (at + 1) & m2;
         bigger[at] = t;
       }
-      table.swap(bigger);
+      storage.swap(more);
+      table = bigger;
       cap *= 2;
     }
   }
@@ -343,7 +351,8 @@ bool pairs_between_places(const double* P, std::size_t ld, const std::vector<uns
   std::size_t cap = 1024;
   while (cap < 2 * n) cap *= 2;
   const std::size_t mask = cap - 1;
-  std::vector<cell_slot> cells(cap, cell_slot{0, NO_ID, 0});
+  detail::scratch_array<cell_slot> cells(cap);
+  for (std::size_t i = 0; i < cap; ++i) cells[i] = cell_slot{0, NO_ID, 0};
   std::vector<unsigned> next(n, NO_ID);
   std::vector<unsigned char> boxed(n);  // the tolerance box lies in the own cell
   std::vector<std::uint64_t> keys(n);
