@@ -27,11 +27,16 @@ struct merge_pair {
 
 bool valid_rows(const dense2D<double>& pos) { return pos.rows() == 2 || pos.rows() == 3; }
 
-void identity(dense1D<unsigned>& node_map, unsigned n) {
+// The map before any merge. False when it could not be allocated.
+bool identity(dense1D<unsigned>& node_map, unsigned n) {
   node_map.clear();
-  node_map.resize(n);
+  if (!node_map.resize(n)) {
+    node_map.clear();
+    return false;
+  }
   unsigned* m = node_map.data();
-  for (unsigned i = 0; i < node_map.size(); ++i) m[i] = i;
+  for (unsigned i = 0; i < n; ++i) m[i] = i;
+  return true;
 }
 
 // Points every node of `nodes` at the end of its chain of survivors.
@@ -95,7 +100,7 @@ int list_worker_d(const dense2D<double>& pos, const std::vector<unsigned>& u1,
                   const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol) {
   node_tree<D> tree(&pos);
   build_tree(tree, u1);
-  identity(node_map, pos.cols());
+  if (!identity(node_map, pos.cols())) return -199;
   const double* P = pos.data();
   const std::size_t ld = pos.ld();
   std::vector<merge_pair> pairs;
@@ -118,7 +123,7 @@ int local_worker_d(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D
                    unsigned merge_type) {
   node_tree<D> tree(&pos);
   build_tree(tree, nodes);
-  identity(node_map, pos.cols());
+  if (!identity(node_map, pos.cols())) return -199;
   const double* P = pos.data();
   const std::size_t ld = pos.ld();
   unsigned* map = node_map.data();
@@ -460,7 +465,7 @@ int single_list_shortcut(const dense2D<double>& pos, const std::vector<unsigned>
   for (unsigned a : u)
     for (unsigned k = 0; k < D; ++k)
       if (!std::isfinite(P[a * ld + k])) return -1;
-  identity(node_map, pos.cols());
+  if (!identity(node_map, pos.cols())) return -1;
   unsigned* map = node_map.data();
   std::vector<unsigned> firsts;
   int count = group_coincident<D>(P, ld, u, map, firsts);
@@ -520,6 +525,7 @@ int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned
   if (status != 0 || nodes.empty()) return status;
   if (merge_type == 0) {
     const int count = merge_lists(pos, nodes, nodes, node_map, tolerance);
+    if (count < 0) return count;
     for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, node_map);
     return count;
   }
@@ -578,10 +584,11 @@ int merge(dense2D<double>& pos, dense1D<unsigned>& node_map, double tolerance) {
   if (!valid_rows(pos)) return -1;
   if (tolerance < 0) return -3;
   dense2D<double> moved;
-  moved.copy(pos);
+  if (!moved.copy(pos)) return -199;
   std::vector<unsigned> all(pos.cols());
   for (unsigned i = 0; i < pos.cols(); ++i) all[i] = i;
   const int status = merge_lists(pos, all, all, node_map, tolerance);
+  if (status < 0) return status;
   const unsigned* map = node_map.data();
   const double* P = pos.data();
   double* Q = moved.data();

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "alloc_seam.h"
 #include "editing_test_util.h"
 #include "qz4/tessellix/editing.h"
 #include "structured_mesh.h"
@@ -370,6 +371,35 @@ TEST(Merge, PositionsFormMovesMergedNodesOnNewStorage) {
   EXPECT_EQ(old(0, 21), before);  // the old storage keeps the old positions
   EXPECT_NE(old(0, 21), pos(0, 21));
   EXPECT_EQ(merge(pos, 1e-6), 20);
+}
+
+// The map is the one allocation merge reports; the rest degrades silently.
+TEST(Merge, ExhaustedMemory) {
+  struct input {
+    dense2D<double> pos = qz4test::random_points(2, 30, 31);
+    dense2D<unsigned> conn{3, 10, 0u};
+    input() {
+      for (unsigned e = 0; e < 10; ++e)
+        for (unsigned r = 0; r < 3; ++r) conn(r, e) = 3 * e + r;
+      for (unsigned k = 0; k < 2; ++k) pos(k, 7) = pos(k, 4);
+    }
+  };
+  std::vector<input> inputs(64);
+  const unsigned runs = qz4test::for_each_failing_allocation([&](unsigned k) {
+    input& in = inputs[k];
+    dense1D<unsigned> map;
+    const int s = merge(in.pos, in.conn, map, 1e-9, 0);
+    if (s == -199) {
+      EXPECT_EQ(map.size(), 0u);
+      EXPECT_EQ(in.conn(1, 2), 7u);
+    } else {
+      EXPECT_EQ(s, 1);
+      EXPECT_EQ(in.conn(1, 2), 4u);
+    }
+    const int p = merge(in.pos, map, 1e-9);
+    EXPECT_TRUE(p == -199 || p == 1) << p;
+  });
+  EXPECT_GE(runs, 1u);
 }
 
 }  // namespace

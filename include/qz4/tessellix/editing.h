@@ -116,7 +116,10 @@ class QZ4_API node_detector {
 // `node_map` gets one entry per column of `pos`: i for a survivor or a node not
 // considered, else the survivor. Coordinates are never moved (but by the
 // positions form) and collapsed elements stay. The result is the number of
-// nodes mapped away, or a negative status. A NaN tolerance merges nothing.
+// nodes mapped away, or a negative status; besides the statuses of each
+// form, -199 when the node map (or, for the positions form, the new
+// coordinates) could not be allocated, with the inputs unchanged. A NaN
+// tolerance merges nothing.
 // ---------------------------------------------------------------------------
 
 /// Maps nodes of `indices1` onto nodes of `indices2`; among pairs at one
