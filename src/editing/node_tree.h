@@ -13,6 +13,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
+#include <new>
 #include <set>
 #include <utility>
 #include <vector>
@@ -20,6 +21,15 @@
 #include "qz4/dense.h"
 #include "qz4/element_type.h"
 #include "qz4/fixed.h"
+
+// Helpers that only ask for memory must be inlined where they are called:
+// a function that does nothing but prefetch looks free of effects to the
+// optimiser, which would then drop the calls.
+#if defined(__GNUC__)
+#define QZ4_INLINE __attribute__((always_inline)) inline
+#else
+#define QZ4_INLINE inline
+#endif
 
 namespace qz4 {
 namespace tessellix {
@@ -188,7 +198,7 @@ class node_tree {
   /// strictly below it on its axis, so a stable partition of the sequence
   /// around its first member yields the very same tree while reading the
   /// coordinates sequentially. Only the numbering of the table's columns
-  /// differs (column 0 is still the root), which no search can see.
+  /// differs (column 0 is still the root), which no answer depends on.
   unsigned long insert_sequence(const unsigned* seq, std::size_t n) {
     if (table.cols() == 0 && free_slots.empty() && n > 1 && build(seq, n)) return table.cols();
     unsigned long count = 0;
@@ -199,8 +209,8 @@ class node_tree {
   /// Fetches ahead for the entries after e: the coordinates of its children,
   /// whose table words the visit of e's parent asked for, and the table words
   /// of its grandchildren. Searches are bound by memory latency, not work.
-  static void look_ahead(const unsigned* T, const double* P, std::size_t ld, const unsigned* te,
-                         unsigned n) {
+  QZ4_INLINE static void look_ahead(const unsigned* T, const double* P, std::size_t ld,
+                                    const unsigned* te, unsigned n) {
     for (unsigned s = 1; s <= 2; ++s) {
       const unsigned c = te[s];
       if (c >= n) continue;
@@ -213,101 +223,28 @@ class node_tree {
 
   /// The closest node to q, other than `skip`; NO_ID for an empty tree.
   /// Among nodes at one distance the first met wins: the descent path first,
-  /// then the pre-order walk taking the upper side first.
+  /// then the pre-order walk taking the upper side first, with the radius
+  /// tests of that walk deciding which subtrees it enters.
+  ///
+  /// That walk restarts from the root with whatever radius the descent left,
+  /// and so reads far more entries than needed. The answer is found instead
+  /// by a nearer-side-first search for every entry at the smallest distance,
+  /// and then told apart as the walk would (see settle). Where that cannot be
+  /// told cheaply, or q is not finite, the walk itself gives the answer.
+  /// Both searches leave out regions by the tree's order, which holds as
+  /// long as no node has moved across a split above it.
   unsigned find_closest(const double* q, unsigned skip) const {
-    const unsigned n = table.cols();
-    if (n == 0) return NO_ID;
-    const double* P = coords->data();
-    const std::size_t ld = coords->ld();
-    const unsigned* T = tab;
-    unsigned found = NO_ID;
-    double best2 = DBL_MAX;
-    for (unsigned e = 0, axis = 0; e < n; axis = (axis + 1 == D) ? 0 : axis + 1) {
-      look_ahead(T, P, ld, T + 3 * std::size_t(e), n);
-      const unsigned node = T[3 * std::size_t(e)];
-      const double* p = P + node * ld;
-      if (node != skip) {
-        const double d2 = dist2(p, q);
-        if (d2 < best2) {
-          best2 = d2;
-          found = node;
-        }
-      }
-      e = (p[axis] > q[axis]) ? T[3 * std::size_t(e) + 1] : T[3 * std::size_t(e) + 2];
-    }
-    double best = DBL_MAX;
-    if (found != NO_ID) {
-      best2 = dist2(P + found * ld, q);
-      best = std::sqrt(best2);
-    } else {
-      best2 = DBL_MAX;
-    }
-    if (!(best > 0)) return found;
-
-    // Besides the walk's own tests, a subtree is left out when every node in
-    // it is provably no closer than the best so far: `gap` holds, per axis,
-    // how far q lies outside the subtree's region, and the rounded sum of
-    // their squares, in the order dist2 adds them, cannot exceed any node's
-    // rounded squared distance. Such a subtree holds no node that the walk
-    // would take, so leaving it out changes no answer and no tie-break.
-    struct frame {
-      unsigned e, axis;
-      double s;
-      double gap[D];
-    };
-    auto bound = [](const double* gap) {
-      double b = 0;
-      for (unsigned k = 0; k < D; ++k) b += gap[k] * gap[k];
-      return b;
-    };
-    detail::search_stack<frame> stack;
-    double gap[D];
-    for (unsigned k = 0; k < D; ++k) gap[k] = 0;
-    unsigned e = 0, axis = 0;
-    for (;;) {
-      while (e < n) {
-        const unsigned* te = T + 3 * std::size_t(e);
-        look_ahead(T, P, ld, te, n);
-        const unsigned node = te[0];
-        const double* p = P + node * ld;
-        if (node != skip && in_ball_box(p, q, best)) {
-          const double d2 = dist2(p, q);
-          if (d2 < best2) {
-            best2 = d2;
-            best = std::sqrt(d2);
-            found = node;
-          }
-        }
-        const double s = p[axis];
-        const unsigned next = (axis + 1 == D) ? 0 : axis + 1;
-        const double here = gap[axis];
-        // Lower region: coordinates below s; upper: s and above.
-        const double gap_lower = q[axis] >= s ? std::max(here, q[axis] - s) : here;
-        const double gap_upper = q[axis] < s ? std::max(here, s - q[axis]) : here;
-        e = NO_ID;
-        if (q[axis] + best > s) {
-          frame f{static_cast<unsigned>(te - T) / 3, axis, s, {}};
-          for (unsigned k = 0; k < D; ++k) f.gap[k] = gap[k];
-          f.gap[axis] = gap_lower;
-          stack.push(f);
-          gap[axis] = gap_upper;
-          if (bound(gap) < best2) e = te[2];
-        } else if (q[axis] - best < s) {
-          gap[axis] = gap_lower;
-          if (bound(gap) < best2) e = te[1];
-        }
-        axis = next;
-      }
-      if (stack.empty()) break;
-      // The lower side is decided with the radius as the upper side left it.
-      const frame f = stack.pop();
-      if (q[f.axis] - best < f.s && bound(f.gap) < best2) {
-        e = T[3 * std::size_t(f.e) + 1];
-        axis = (f.axis + 1 == D) ? 0 : f.axis + 1;
-        for (unsigned k = 0; k < D; ++k) gap[k] = f.gap[k];
+    if (table.cols() == 0) return NO_ID;
+    bool finite = true;
+    for (unsigned k = 0; k < D; ++k) finite = finite && std::isfinite(q[k]);
+    if (finite) {
+      nearest_set r;
+      if (nearest(q, skip, r)) {
+        const unsigned found = settle(q, r);
+        if (found != kUndecided) return found;
       }
     }
-    return found;
+    return walk_closest(q, skip);
   }
 
   /// Calls f(node) for every entry inside the closed box [lo, hi], in
@@ -365,6 +302,259 @@ class node_tree {
   }
 
  private:
+  static constexpr unsigned kTies = 16;
+  static constexpr unsigned kUndecided = NO_ID - 1;
+  static constexpr unsigned kBlockLevels = 4;
+
+  /// The entries at the smallest squared distance from a point, in the
+  /// order the nearer-side-first search met them.
+  struct nearest_set {
+    double best2;
+    unsigned count;
+    bool overflow;  // more ties than `col` holds
+    bool on_path;   // col[0] lies on the descent path
+    unsigned col[kTies];
+  };
+
+  /// Every entry other than `skip` at the smallest squared distance from q,
+  /// the nearer side of each entry first. A subtree is left out only when the
+  /// rounded sum of squares of how far q lies outside its region on each
+  /// axis, added in the order dist2 adds, exceeds the best: rounding is
+  /// monotone, so that sum never exceeds the distance of a node inside, and
+  /// every tie is kept. False when no node lies below DBL_MAX.
+  bool nearest(const double* q, unsigned skip, nearest_set& r) const {
+    const unsigned n = table.cols();
+    const unsigned* T = tab;
+    const double* P = coords->data();
+    const std::size_t ld = coords->ld();
+    r.best2 = DBL_MAX;
+    r.count = 0;
+    r.overflow = false;
+    r.on_path = false;
+    struct frame {
+      unsigned e, axis;
+      double b;
+      double gap[D];
+    };
+    detail::search_stack<frame> stack;
+    double gap[D];
+    for (unsigned k = 0; k < D; ++k) gap[k] = 0;
+    unsigned e = 0, axis = 0;
+    bool dive = true;  // the first way down is the descent path
+    for (;;) {
+      while (e < n) {
+        const unsigned* te = T + 3 * std::size_t(e);
+        look_ahead(T, P, ld, te, n);
+        const unsigned node = te[0];
+        const double* p = P + node * ld;
+        const double d2 = dist2(p, q);
+        if (d2 <= r.best2 && node != skip) {
+          if (d2 < r.best2) {
+            r.best2 = d2;
+            r.col[0] = e;
+            r.count = 1;
+            r.overflow = false;
+            r.on_path = dive;
+          } else if (r.count != 0) {
+            if (r.count < kTies)
+              r.col[r.count++] = e;
+            else
+              r.overflow = true;
+          }
+        }
+        // The lower region holds coordinates below s, the upper one s and
+        // above; the side q lies on is searched at once.
+        const double s = p[axis];
+        const bool below = q[axis] < s;
+        const unsigned near_side = below ? te[1] : te[2];
+        const unsigned far_side = below ? te[2] : te[1];
+        const unsigned next = (axis + 1 == D) ? 0 : axis + 1;
+        if (far_side < n) {
+          frame f;
+          f.e = far_side;
+          f.axis = next;
+          for (unsigned k = 0; k < D; ++k) f.gap[k] = gap[k];
+          f.gap[axis] = std::max(gap[axis], std::fabs(q[axis] - s));
+          f.b = bound(f.gap);
+          if (f.b <= r.best2) stack.push(f);
+        }
+        e = near_side;
+        axis = next;
+      }
+      dive = false;
+      for (;;) {
+        if (stack.empty()) return r.count != 0;
+        const frame f = stack.pop();
+        if (f.b <= r.best2) {
+          e = f.e;
+          axis = f.axis;
+          for (unsigned k = 0; k < D; ++k) gap[k] = f.gap[k];
+          break;
+        }
+      }
+    }
+  }
+
+  /// The node the upper-first walk answers, given every entry at the
+  /// smallest distance; kUndecided when that cannot be told cheaply.
+  ///
+  /// An entry at the smallest distance on the descent path is met first of
+  /// all. Any other one is met by the walk if every radius test on the way
+  /// down to it passes with the smallest radius, and the cube test at it
+  /// too: the walk's radius never falls below that one, and the tests only
+  /// pass more easily with a larger radius. The way down to an entry is the
+  /// way its node was inserted. Among entries met, the first in the walk's
+  /// pre-order wins.
+  unsigned settle(const double* q, const nearest_set& r) const {
+    const unsigned* T = tab;
+    if (r.on_path) return T[3 * std::size_t(r.col[0])];
+    if (r.overflow) return kUndecided;
+    const unsigned n = table.cols();
+    const double* P = coords->data();
+    const std::size_t ld = coords->ld();
+    const double b = std::sqrt(r.best2);
+    unsigned first = NO_ID;
+    for (unsigned i = 0; i < r.count; ++i) {
+      const unsigned c = r.col[i];
+      const double* x = P + T[3 * std::size_t(c)] * ld;
+      unsigned e = 0, axis = 0;
+      while (e != c) {
+        if (e >= n) return kUndecided;
+        const unsigned* te = T + 3 * std::size_t(e);
+        const double s = P[te[0] * ld + axis];
+        if (s > x[axis]) {
+          if (!(q[axis] - b < s)) return kUndecided;
+          e = te[1];
+        } else {
+          if (!(q[axis] + b > s)) return kUndecided;
+          e = te[2];
+        }
+        axis = (axis + 1 == D) ? 0 : axis + 1;
+      }
+      if (!in_ball_box(x, q, b)) return kUndecided;
+      if (first == NO_ID || comes_first(c, first)) first = c;
+    }
+    return T[3 * std::size_t(first)];
+  }
+
+  /// Whether entry a precedes entry b in the pre-order that takes the upper
+  /// side first, for two entries that can be reached by their insertion
+  /// ways: the ways part at an entry where a goes up and b down, or a is
+  /// met on the way to b.
+  bool comes_first(unsigned a, unsigned b) const {
+    const unsigned* T = tab;
+    const double* P = coords->data();
+    const std::size_t ld = coords->ld();
+    const double* xa = P + T[3 * std::size_t(a)] * ld;
+    const double* xb = P + T[3 * std::size_t(b)] * ld;
+    for (unsigned e = 0, axis = 0;; axis = (axis + 1 == D) ? 0 : axis + 1) {
+      if (e == a) return true;
+      if (e == b) return false;
+      const unsigned* te = T + 3 * std::size_t(e);
+      const double s = P[te[0] * ld + axis];
+      const bool a_down = s > xa[axis], b_down = s > xb[axis];
+      if (a_down != b_down) return b_down;
+      e = a_down ? te[1] : te[2];
+    }
+  }
+
+  /// The upper-first walk itself, for the cases settle leaves open.
+  ///
+  /// Besides the walk's own tests, a subtree is left out when every node in
+  /// it is provably no closer than the best so far, by the same rounded
+  /// bound as in nearest, but strictly: such a subtree holds no node the
+  /// walk would take, so leaving it out changes no answer and no tie-break.
+  unsigned walk_closest(const double* q, unsigned skip) const {
+    const unsigned n = table.cols();
+    const double* P = coords->data();
+    const std::size_t ld = coords->ld();
+    const unsigned* T = tab;
+    unsigned found = NO_ID;
+    double best2 = DBL_MAX;
+    for (unsigned e = 0, axis = 0; e < n; axis = (axis + 1 == D) ? 0 : axis + 1) {
+      const unsigned* te = T + 3 * std::size_t(e);
+      look_ahead(T, P, ld, te, n);
+      const unsigned node = te[0];
+      const double* p = P + node * ld;
+      if (node != skip) {
+        const double d2 = dist2(p, q);
+        if (d2 < best2) {
+          best2 = d2;
+          found = node;
+        }
+      }
+      e = (p[axis] > q[axis]) ? te[1] : te[2];
+    }
+    double best = DBL_MAX;
+    if (found != NO_ID) {
+      best2 = dist2(P + found * ld, q);
+      best = std::sqrt(best2);
+    } else {
+      best2 = DBL_MAX;
+    }
+    if (!(best > 0)) return found;
+
+    struct frame {
+      unsigned e, axis;
+      double s;
+      double gap[D];
+    };
+    detail::search_stack<frame> stack;
+    double gap[D];
+    for (unsigned k = 0; k < D; ++k) gap[k] = 0;
+    unsigned e = 0, axis = 0;
+    for (;;) {
+      while (e < n) {
+        const unsigned* te = T + 3 * std::size_t(e);
+        look_ahead(T, P, ld, te, n);
+        const unsigned node = te[0];
+        const double* p = P + node * ld;
+        if (node != skip && in_ball_box(p, q, best)) {
+          const double d2 = dist2(p, q);
+          if (d2 < best2) {
+            best2 = d2;
+            best = std::sqrt(d2);
+            found = node;
+          }
+        }
+        const double s = p[axis];
+        const unsigned next = (axis + 1 == D) ? 0 : axis + 1;
+        const double here = gap[axis];
+        const double gap_lower = q[axis] >= s ? std::max(here, q[axis] - s) : here;
+        const double gap_upper = q[axis] < s ? std::max(here, s - q[axis]) : here;
+        const unsigned col = e;
+        e = NO_ID;
+        if (q[axis] + best > s) {
+          frame f{col, axis, s, {}};
+          for (unsigned k = 0; k < D; ++k) f.gap[k] = gap[k];
+          f.gap[axis] = gap_lower;
+          stack.push(f);
+          gap[axis] = gap_upper;
+          if (bound(gap) < best2) e = te[2];
+        } else if (q[axis] - best < s) {
+          gap[axis] = gap_lower;
+          if (bound(gap) < best2) e = te[1];
+        }
+        axis = next;
+      }
+      if (stack.empty()) break;
+      // The lower side is decided with the radius as the upper side left it.
+      const frame f = stack.pop();
+      if (q[f.axis] - best < f.s && bound(f.gap) < best2) {
+        e = T[3 * std::size_t(f.e) + 1];
+        axis = (f.axis + 1 == D) ? 0 : f.axis + 1;
+        for (unsigned k = 0; k < D; ++k) gap[k] = f.gap[k];
+      }
+    }
+    return found;
+  }
+
+  static double bound(const double* gap) {
+    double b = 0;
+    for (unsigned k = 0; k < D; ++k) b += gap[k] * gap[k];
+    return b;
+  }
+
   static bool in_box(const double* p, const double* lo, const double* hi) {
     for (unsigned k = 0; k < D; ++k)
       if (!(lo[k] <= p[k]) || !(hi[k] >= p[k])) return false;
@@ -415,39 +605,49 @@ class node_tree {
       for (unsigned k = 0; k < D; ++k) r.x[k] = p[k];
       r.node = node;
     }
-    // Columns are numbered in the order the entries are made here: the
-    // pre-order with the upper side first, the order in which find_closest
-    // walks, so that an entry and its upper child share cache lines.
+    // Columns are numbered in blocks: the top kBlockLevels levels of a
+    // subtree take consecutive columns, so that a search going down four
+    // levels reads one short run of the table instead of four scattered
+    // words; the subtrees below a block make blocks of their own.
     unsigned next_col = 0;
     struct task {
-      unsigned b, e, axis, parent_link;
+      unsigned b, e, axis, parent_link, level;
     };
-    std::vector<task> todo;
-    todo.push_back(task{0, unsigned(m), 0, NO_ID});
+    std::vector<task> todo, inner;
+    todo.push_back(task{0, unsigned(m), 0, NO_ID, 0});
     record* R = rec.data();
     record* Tm = tmp.data();
     while (!todo.empty()) {
-      task k = todo.back();
+      inner.push_back(todo.back());
       todo.pop_back();
-      while (k.b < k.e) {
-        const record root = R[k.b];
-        const unsigned col = next_col++;
-        unsigned* t = tab + 3 * std::size_t(col);
-        t[0] = root.node;
-        t[1] = t[2] = NO_ID;
-        if (k.parent_link != NO_ID) tab[k.parent_link] = col;
-        const double s = root.x[k.axis];
-        unsigned w = k.b + 1, u = 0;
-        for (unsigned i = k.b + 1; i < k.e; ++i) {
-          if (R[i].x[k.axis] < s)
-            R[w++] = R[i];
-          else
-            Tm[u++] = R[i];
+      while (!inner.empty()) {
+        task k = inner.back();
+        inner.pop_back();
+        while (k.b < k.e) {
+          if (k.level == kBlockLevels) {
+            k.level = 0;
+            todo.push_back(k);
+            break;
+          }
+          const record root = R[k.b];
+          const unsigned col = next_col++;
+          unsigned* t = tab + 3 * std::size_t(col);
+          t[0] = root.node;
+          t[1] = t[2] = NO_ID;
+          if (k.parent_link != NO_ID) tab[k.parent_link] = col;
+          const double s = root.x[k.axis];
+          unsigned w = k.b + 1, u = 0;
+          for (unsigned i = k.b + 1; i < k.e; ++i) {
+            if (R[i].x[k.axis] < s)
+              R[w++] = R[i];
+            else
+              Tm[u++] = R[i];
+          }
+          for (unsigned i = 0; i < u; ++i) R[w + i] = Tm[i];
+          const unsigned next = (k.axis + 1 == D) ? 0 : k.axis + 1;
+          if (w > k.b + 1) inner.push_back(task{k.b + 1, w, next, 3 * col + 1, k.level + 1});
+          k = task{w, k.e, next, 3 * col + 2, k.level + 1};
         }
-        for (unsigned i = 0; i < u; ++i) R[w + i] = Tm[i];
-        const unsigned next = (k.axis + 1 == D) ? 0 : k.axis + 1;
-        if (w > k.b + 1) todo.push_back(task{k.b + 1, w, next, 3 * col + 1});
-        k = task{w, k.e, next, 3 * col + 2};
       }
     }
     return true;
@@ -456,5 +656,7 @@ class node_tree {
 
 }  // namespace tessellix
 }  // namespace qz4
+
+#undef QZ4_INLINE
 
 #endif

@@ -142,6 +142,43 @@ TEST(NodeDetector, FindClosestMatchesBruteForce) {
   check_closest<3>(coincident_points(3, 200, 3, 8), 100, 6);
 }
 
+// The search on a tree grown one node at a time, whose columns are in
+// insertion order, against the transcription on that very tree. Grid nodes
+// and half-step queries make many equidistant candidates off the descent
+// path, which must be ranked in the walk's pre-order.
+template <unsigned D>
+void check_grown(const dense2D<double>& pos, unsigned queries, unsigned seed) {
+  std::vector<unsigned> all(pos.cols());
+  std::iota(all.begin(), all.end(), 0u);
+  node_tree<D> t(&pos);
+  qz4test::insert_one_by_one(t, all);
+  std::mt19937 g(seed);
+  for (unsigned i = 0; i < queries; ++i) {
+    double q[D];
+    for (unsigned k = 0; k < D; ++k) q[k] = 0.5 * double(g() % 13) - 0.5;
+    qz4test::reference_closest<D> r{t, q, NO_ID};
+    ASSERT_EQ(t.find_closest(q, NO_ID), r.run());
+  }
+  for (unsigned a = 0; a < pos.cols(); ++a) {
+    qz4test::reference_closest<D> r{t, &pos(0, a), a};
+    ASSERT_EQ(t.find_closest(&pos(0, a), a), r.run());
+  }
+}
+
+TEST(NodeTree, GrownTreesRankTiesLikeTheWalk) {
+  check_grown<2>(grid_points(2, 11, 9, 1), 400, 1);
+  check_grown<3>(grid_points(3, 6, 5, 7), 400, 2);
+  check_grown<3>(coincident_points(3, 300, 7, 9), 200, 3);
+}
+
+// Deep trees: many blocks of columns, long descents, and the grid's planes
+// of equal coordinates on which the radius tests are decided by rounding.
+TEST(NodeDetector, FindClosestOnLargeClouds) {
+  check_closest<3>(random_points(3, 20000, 14), 3000, 7);
+  check_closest<3>(grid_points(3, 17, 16, 15), 1500, 8);
+  check_closest<2>(random_points(2, 20000, 15, 1), 3000, 9);
+}
+
 template <unsigned D>
 void check_box(const dense2D<double>& pos, unsigned queries, unsigned seed) {
   node_detector det(pos);

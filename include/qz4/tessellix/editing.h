@@ -22,7 +22,9 @@ class node_tree;
 ///
 /// The detector keeps the address of the matrix object it was built on and
 /// reads coordinates through it at every call, so it sees later changes of
-/// that object, which must outlive it. One tree entry per inserted node; a
+/// that object, which must outlive it. Searches rely on the order the tree
+/// was built in: a node moved across the split plane of an entry above it
+/// after its insertion may be missed; reinit after such moves. One tree entry per inserted node; a
 /// node inserted twice is held, counted and reported twice. Queries of the
 /// other dimension are accepted: a 2D point on a 3D tree has z = 0, a 3D point
 /// on a 2D tree loses z. find_in_box writes the detector's box fields, so one
