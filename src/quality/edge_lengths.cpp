@@ -12,7 +12,9 @@ int edge_lengths(const dense2D<double>& pos, const dense2D<unsigned>& connectivi
                  dense2D<double>& lengths) {
   lengths.clear();
   if (connectivity.cols() == 0) return 0;
-  if (!check_IDs(connectivity, ET_EDGE2, pos.cols())) return -2;
+  // check_IDs passes any matrix without entries, so a 0-row one is refused
+  // here before its missing rows are read.
+  if (connectivity.rows() != 2 || !check_IDs(connectivity, ET_EDGE2, pos.cols())) return -2;
   const unsigned nodes = pos.cols();
   dense1D<unsigned> count;
   if (!lengths.resize(3, nodes) || !count.resize(nodes, 0u)) {

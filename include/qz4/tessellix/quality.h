@@ -54,9 +54,9 @@ namespace tessellix {
 /// and one column per node of `pos`: row 0 the shortest incident edge, row 1
 /// the mean, row 2 the longest; a node on no edge keeps (DBL_MAX, 0, 0).
 /// Status: 0, also for a connectivity without columns (then `lengths` stays
-/// empty); -2 when check_IDs as ET_EDGE2 against pos.cols() fails; -199 when
-/// `lengths` or the counts could not be allocated. `lengths` is cleared first
-/// and empty after every failure.
+/// empty); -2 when `connectivity` has not 2 rows or check_IDs as ET_EDGE2
+/// against pos.cols() fails; -199 when `lengths` or the counts could not be
+/// allocated. `lengths` is cleared first and empty after every failure.
 QZ4_API int edge_lengths(const dense2D<double>& pos, const dense2D<unsigned>& connectivity,
                          dense2D<double>& lengths);
 
