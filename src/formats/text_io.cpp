@@ -1,0 +1,268 @@
+#include "formats/text_io.h"
+
+#include <charconv>
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace qz4 {
+namespace tessellix {
+namespace io {
+
+namespace {
+
+constexpr std::size_t big_buffer = std::size_t(1) << 20;
+
+char* try_heap(std::size_t bytes) { return static_cast<char*>(std::malloc(bytes)); }
+
+// The C locale's isspace, which strtod and strtol skip.
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// text_writer
+// ---------------------------------------------------------------------------
+
+text_writer::text_writer(std::FILE* file) : file_(file) {
+  buffer_ = try_heap(big_buffer);
+  on_heap_ = buffer_ != nullptr;
+  if (!on_heap_) buffer_ = fallback_;
+  pos_ = buffer_;
+  end_ = buffer_ + (on_heap_ ? big_buffer : sizeof fallback_);
+}
+
+text_writer::~text_writer() {
+  drain();
+  if (on_heap_) std::free(buffer_);
+}
+
+void text_writer::drain() {
+  if (pos_ != buffer_ && file_) std::fwrite(buffer_, 1, std::size_t(pos_ - buffer_), file_);
+  pos_ = buffer_;
+}
+
+void text_writer::flush() {
+  drain();
+  if (file_) std::fflush(file_);
+}
+
+char* text_writer::room(std::size_t count) {
+  if (std::size_t(end_ - pos_) < count) drain();
+  return pos_;
+}
+
+void text_writer::write(const void* bytes, std::size_t count) {
+  const char* p = static_cast<const char*>(bytes);
+  if (count > std::size_t(end_ - buffer_) / 2) {
+    drain();
+    if (file_) std::fwrite(p, 1, count, file_);
+    return;
+  }
+  std::memcpy(room(count), p, count);
+  pos_ += count;
+}
+
+void text_writer::put(std::string_view text) { write(text.data(), text.size()); }
+
+void text_writer::put_int(long long value, int width) {
+  char digits[24];
+  const auto r = std::to_chars(digits, digits + sizeof digits, value);
+  const int len = int(r.ptr - digits);
+  for (int i = len; i < width; ++i) put(' ');
+  write(digits, std::size_t(len));
+}
+
+void text_writer::put_double(double value, char conv, int precision, int width) {
+  if (precision < 0) precision = 6;
+  std::chars_format format = std::chars_format::general;
+  bool upper = false;
+  switch (conv) {
+    case 'E':
+      upper = true;
+      [[fallthrough]];
+    case 'e':
+      format = std::chars_format::scientific;
+      break;
+    case 'f':
+      format = std::chars_format::fixed;
+      break;
+    case 'G':
+      upper = true;
+      break;
+    default:
+      break;
+  }
+  // Enough for every finite double in fixed notation with up to 150 decimals.
+  char text[480];
+  const auto r = std::to_chars(text, text + sizeof text, value, format, precision);
+  if (r.ec != std::errc()) {
+    const char spec[] = {'%', '*', '.', '*', conv, '\0'};
+    printf(spec, width, precision, value);
+    return;
+  }
+  const int len = int(r.ptr - text);
+  if (upper)
+    for (int i = 0; i < len; ++i)
+      if (text[i] >= 'a' && text[i] <= 'z') text[i] = char(text[i] - 'a' + 'A');
+  for (int i = len; i < width; ++i) put(' ');
+  write(text, std::size_t(len));
+}
+
+void text_writer::printf(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    va_list copy;
+    va_copy(copy, args);
+    const std::size_t free_bytes = std::size_t(end_ - pos_);
+    const int n = std::vsnprintf(pos_, free_bytes, format, copy);
+    va_end(copy);
+    if (n < 0) break;
+    if (std::size_t(n) < free_bytes) {
+      pos_ += n;
+      va_end(args);
+      return;
+    }
+    drain();
+  }
+  // Longer than the whole buffer: straight to the stream.
+  if (file_) std::vfprintf(file_, format, args);
+  va_end(args);
+}
+
+// ---------------------------------------------------------------------------
+// block_reader
+// ---------------------------------------------------------------------------
+
+block_reader::block_reader(std::FILE* file)
+    : file_(file), begin_(0), end_(0), at_end_(file == nullptr), failed_(false) {
+  buffer_ = try_heap(big_buffer);
+  on_heap_ = buffer_ != nullptr;
+  if (!on_heap_) buffer_ = fallback_;
+  capacity_ = on_heap_ ? big_buffer : sizeof fallback_;
+}
+
+block_reader::~block_reader() {
+  if (on_heap_) std::free(buffer_);
+}
+
+bool block_reader::refill() {
+  if (at_end_) return false;
+  if (begin_ > 0) {
+    std::memmove(buffer_, buffer_ + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+  }
+  if (end_ == capacity_) {
+    // One line fills the whole buffer: make it twice as large.
+    const std::size_t grown = capacity_ * 2;
+    char* bigger = on_heap_ ? static_cast<char*>(std::realloc(buffer_, grown)) : try_heap(grown);
+    if (!bigger) {
+      failed_ = true;
+      return false;
+    }
+    if (!on_heap_) std::memcpy(bigger, buffer_, end_);
+    buffer_ = bigger;
+    capacity_ = grown;
+    on_heap_ = true;
+  }
+  const std::size_t got = std::fread(buffer_ + end_, 1, capacity_ - end_, file_);
+  end_ += got;
+  if (got == 0) at_end_ = true;
+  return got != 0;
+}
+
+bool block_reader::next_line(std::string_view& line) {
+  std::size_t scanned = begin_;
+  for (;;) {
+    const char* nl = static_cast<const char*>(std::memchr(buffer_ + scanned, '\n', end_ - scanned));
+    if (nl) {
+      line = std::string_view(buffer_ + begin_, std::size_t(nl - (buffer_ + begin_)));
+      begin_ = std::size_t(nl - buffer_) + 1;
+      return true;
+    }
+    const std::size_t seen = end_ - begin_;
+    if (!refill()) {
+      if (failed_ || begin_ == end_) return false;
+      line = std::string_view(buffer_ + begin_, end_ - begin_);
+      begin_ = end_;
+      return true;
+    }
+    scanned = begin_ + seen;
+  }
+}
+
+std::size_t block_reader::read(void* bytes, std::size_t count) {
+  char* out = static_cast<char*>(bytes);
+  std::size_t done = 0;
+  while (done < count) {
+    if (begin_ == end_) {
+      if (count - done >= capacity_ / 2 && !at_end_) {
+        const std::size_t got = std::fread(out + done, 1, count - done, file_);
+        done += got;
+        if (got == 0) at_end_ = true;
+        break;
+      }
+      if (!refill()) break;
+    }
+    const std::size_t n = std::min(count - done, end_ - begin_);
+    std::memcpy(out + done, buffer_ + begin_, n);
+    begin_ += n;
+    done += n;
+  }
+  return done;
+}
+
+// ---------------------------------------------------------------------------
+// Number conversion
+// ---------------------------------------------------------------------------
+
+double ascii_to_double(const char* first, const char* last) {
+  const char* p = first;
+  while (p < last && is_blank(*p)) ++p;
+  const char* digits = p;
+  if (p < last && *p == '+') ++digits;
+  // from_chars takes the decimal forms, infinities and NaNs of strtod, but
+  // neither a '+' nor the hexadecimal form, and leaves the value alone when
+  // it is out of range.
+  const bool hex = last - digits > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
+  const bool hex_signed = last - digits > 2 && (digits[0] == '-') && digits[1] == '0' &&
+                          (digits[2] == 'x' || digits[2] == 'X');
+  if (!hex && !hex_signed && !(digits != p && digits < last && *digits == '-')) {
+    double value = 0;
+    const auto r = std::from_chars(digits, last, value);
+    if (r.ec == std::errc()) return value;
+    if (r.ec == std::errc::invalid_argument) return 0.0;
+  }
+  // Rare forms: the C library reads a terminated copy.
+  std::string copy(p, last);
+  return std::strtod(copy.c_str(), nullptr);
+}
+
+long ascii_to_long(const char* first, const char* last) {
+  const char* p = first;
+  while (p < last && is_blank(*p)) ++p;
+  bool negative = false;
+  if (p < last && (*p == '+' || *p == '-')) negative = *p++ == '-';
+  const unsigned long limit = negative ? 0UL - (unsigned long)LONG_MIN : (unsigned long)LONG_MAX;
+  unsigned long value = 0;
+  bool overflow = false;
+  for (; p < last && *p >= '0' && *p <= '9'; ++p) {
+    const unsigned d = unsigned(*p - '0');
+    if (value > (limit - d) / 10)
+      overflow = true;
+    else
+      value = value * 10 + d;
+  }
+  if (overflow) return negative ? LONG_MIN : LONG_MAX;
+  return negative ? (long)(0UL - value) : (long)value;
+}
+
+int ascii_to_int(const char* first, const char* last) { return (int)ascii_to_long(first, last); }
+
+}  // namespace io
+}  // namespace tessellix
+}  // namespace qz4

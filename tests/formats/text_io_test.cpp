@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "formats/text_io.h"
+
+using namespace qz4::tessellix::io;
+
+namespace {
+
+// What a text_writer leaves in a file, read back whole.
+template <class F>
+std::string written(F&& fill) {
+  std::FILE* f = std::tmpfile();
+  {
+    text_writer w(f);
+    fill(w);
+  }
+  std::string s(std::size_t(std::ftell(f)), '\0');
+  std::rewind(f);
+  EXPECT_EQ(std::fread(&s[0], 1, s.size(), f), s.size());
+  std::fclose(f);
+  return s;
+}
+
+std::vector<double> awkward_doubles() {
+  const double inf = std::numeric_limits<double>::infinity();
+  std::vector<double> v = {0.0,
+                           -0.0,
+                           1.0,
+                           -1.0,
+                           0.5,
+                           9.9999995,
+                           9.5,
+                           0.95,
+                           999999.5,
+                           1e300,
+                           -1e-300,
+                           5e-324,
+                           2.2250738585072014e-308,
+                           1.7976931348623157e308,
+                           inf,
+                           -inf,
+                           std::nan(""),
+                           -std::nan(""),
+                           1e21,
+                           123456789012.0};
+  for (int e = -12; e <= 12; ++e) v.push_back(std::pow(10.0, e));
+  std::mt19937_64 rng(7);
+  for (int i = 0; i < 3000; ++i) {
+    std::uint64_t bits = rng();
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    v.push_back(d);
+    v.push_back(std::ldexp(double(rng() % 2000001) - 1e6, int(rng() % 80) - 40));
+  }
+  return v;
+}
+
+}  // namespace
+
+TEST(TextWriter, NumbersAsPrintfWritesThem) {
+  const std::vector<double> values = awkward_doubles();
+  const char convs[] = {'e', 'E', 'f', 'g', 'G'};
+  const int precisions[] = {0, 1, 5, 6, 16};
+  std::string expected;
+  const std::string got = written([&](text_writer& w) {
+    char buf[2048];
+    for (char c : convs)
+      for (int p : precisions)
+        for (double d : values) {
+          if (c == 'f' && std::fabs(d) > 1e40) continue;
+          const char spec[] = {'%', '*', '.', '*', c, '|', '\0'};
+          std::snprintf(buf, sizeof buf, spec, 12, p, d);
+          expected += buf;
+          w.put_double(d, c, p, 12);
+          w.put('|');
+        }
+    for (long long i : {0LL, -1LL, 42LL, -2147483648LL, 9223372036854775807LL}) {
+      std::snprintf(buf, sizeof buf, "%8lld;", i);
+      expected += buf;
+      w.put_int(i, 8);
+      w.put(";");
+    }
+    std::string long_line(3u << 20, 'x');  // wider than the buffer: written straight through
+    expected += long_line + "7\n";
+    w.printf("%s%d\n", long_line.c_str(), 7);
+  });
+  EXPECT_TRUE(got == expected);
+}
+
+TEST(TextConversion, SameValuesAsTheCLibrary) {
+  std::vector<std::string> texts = {"",
+                                    " ",
+                                    "+",
+                                    "-",
+                                    ".",
+                                    "1",
+                                    "+1",
+                                    "-1",
+                                    "+-1",
+                                    " \t\v12x",
+                                    "1e",
+                                    "1e+",
+                                    "1.5e3",
+                                    "-.5",
+                                    "1.",
+                                    "0x1p3",
+                                    "-0X1P-2",
+                                    "+0x10",
+                                    "inf",
+                                    "-Infinity",
+                                    "nan",
+                                    "NAN(123)",
+                                    "1e400",
+                                    "-1e-400",
+                                    "4.9e-324",
+                                    "00012",
+                                    "2147483648",
+                                    "-2147483649",
+                                    "9223372036854775807",
+                                    "9223372036854775808",
+                                    "-9223372036854775808",
+                                    "-99999999999999999999",
+                                    "12 34"};
+  std::mt19937 rng(3);
+  char buf[64];
+  for (int i = 0; i < 2000; ++i) {
+    std::snprintf(buf, sizeof buf, "%.*g", int(rng() % 18) + 1,
+                  std::ldexp(double(rng()) - 2147483648.0, int(rng() % 600) - 300));
+    texts.push_back(buf);
+    texts.push_back(std::to_string(int(rng())));
+  }
+  for (const std::string& t : texts) {
+    const char* b = t.data();
+    const double want = std::atof(t.c_str()), got = ascii_to_double(b, b + t.size());
+    EXPECT_TRUE(std::memcmp(&want, &got, sizeof want) == 0 || (std::isnan(want) && std::isnan(got)))
+        << t;
+    EXPECT_EQ(ascii_to_long(b, b + t.size()), std::strtol(t.c_str(), nullptr, 10)) << t;
+    EXPECT_EQ(ascii_to_int(b, b + t.size()), std::atoi(t.c_str())) << t;
+  }
+  // The end of the range is the end of the text, whatever follows in memory.
+  EXPECT_EQ(ascii_to_double("12345", "12345" + 2), 12.0);
+  EXPECT_EQ(ascii_to_int("12345", "12345" + 3), 123);
+}
+
+TEST(BlockReader, LinesAcrossBlocksAndLongerThanABlock) {
+  std::vector<std::string> lines = {"", "a\r", std::string(3u << 20, 'L'), ""};
+  for (int i = 0; i < 200000; ++i) lines.push_back(std::to_string(i * 7919));
+  lines.push_back("last without newline");
+  std::FILE* f = std::tmpfile();
+  for (std::size_t i = 0; i < lines.size(); ++i)
+    std::fprintf(f, i + 1 < lines.size() ? "%s\n" : "%s", lines[i].c_str());
+  std::fputs("\x01\x02", f);
+  std::rewind(f);
+  block_reader r(f);
+  std::string_view line;
+  std::size_t n = 0;
+  while (n + 1 < lines.size() && r.next_line(line)) EXPECT_EQ(line, lines[n++]);
+  EXPECT_EQ(n + 1, lines.size());
+  char tail[32];  // binary reads take up where the lines stopped
+  EXPECT_EQ(r.read(tail, 32), 22u);
+  EXPECT_EQ(std::string(tail, 22), "last without newline\x01\x02");
+  EXPECT_FALSE(r.next_line(line));
+  EXPECT_FALSE(r.failed());
+  std::fclose(f);
+}
