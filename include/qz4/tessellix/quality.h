@@ -73,8 +73,7 @@ QZ4_API int edge_lengths(const dense2D<double>& pos, const dense2D<unsigned>& co
 /// pos has neither 2 nor 3 rows; -2 when check_IDs for `type` against
 /// pos.cols() fails; -199 when the edge set could not be allocated; -4 when H
 /// has not pos.cols() entries or an edge has an end whose size is not above
-/// 0. A size field shorter than `pos` is read past its end: the caller must
-/// not hand one in.
+/// 0. An edge with an end past the end of the field is left out.
 QZ4_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned>& connectivity,
                            element_type type, const dense1D<double>& H, misc::histogram& hist);
 
@@ -82,7 +81,8 @@ QZ4_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned>& 
 /// tensors with 2-row `pos`, 6 rows with 3-row `pos` (the pairing is not
 /// checked). Along an edge the tensor at each end is read as a size in the
 /// edge's direction. An end whose tensor is_valid_metric refuses leaves the
-/// edge out.
+/// edge out; so does every end when M has fewer rows than a tensor of
+/// that dimension.
 ///
 /// Status as the form above, with one difference kept on purpose: with 3-row
 /// `pos` the edge pass's -4 is never reported, so a field of invalid tensors
