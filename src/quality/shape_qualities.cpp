@@ -17,6 +17,7 @@
 #include <cstdint>
 
 #include "core/element_tables.h"
+#include "core/prefetch.h"
 #include "qz4/tessellix/quality.h"
 
 namespace qz4 {
@@ -351,8 +352,17 @@ template <class S, int F>
 void measure_form(const dense2D<double>& pos, const dense2D<unsigned>& conn, double* out) {
   const loader<F> at{pos.data(), pos.ld(), pos.rows()};
   const unsigned* col = conn.data();
-  const std::size_t ld = conn.ld();
-  for (unsigned e = 0, n = conn.cols(); e < n; ++e, col += ld) out[e] = S::template of<F>(col, at);
+  const std::size_t ld = conn.ld(), ahead = detail::prefetch_distance * ld;
+  const unsigned n = conn.cols(), rows = conn.rows(), nodes = pos.cols();
+  // On a shuffled numbering every element reads nodes far apart: ask for
+  // those of a later element while measuring this one.
+  for (unsigned e = 0; e < n; ++e, col += ld) {
+    if (e + detail::prefetch_distance < n)
+      for (unsigned r = 0; r < rows; ++r)
+        if (col[ahead + r] < nodes)
+          detail::prefetch(pos.data() + std::size_t(col[ahead + r]) * pos.ld());
+    out[e] = S::template of<F>(col, at);
+  }
 }
 
 template <class S>

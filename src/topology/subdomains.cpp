@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "qz4/tessellix/topology.h"
-#include "topology/prefetch.h"
+#include "core/prefetch.h"
 
 namespace qz4 {
 namespace tessellix {

@@ -1,8 +1,8 @@
 // A hint to start loading memory that a loop will read a few steps later:
 // walks over shuffled meshes jump to a new column at every step, and would
 // otherwise wait for each one in turn.
-#ifndef QZ4_TESSELLIX_TOPOLOGY_PREFETCH_H
-#define QZ4_TESSELLIX_TOPOLOGY_PREFETCH_H
+#ifndef QZ4_TESSELLIX_CORE_PREFETCH_H
+#define QZ4_TESSELLIX_CORE_PREFETCH_H
 
 namespace qz4 {
 namespace tessellix {
