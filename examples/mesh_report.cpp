@@ -1,6 +1,7 @@
 // Makes a small structured triangle mesh, tears part of it off onto nodes of
 // its own, welds it back, and reports at each step what the library can tell
-// about the mesh: validity, extent, open boundary, connected parts.
+// about the mesh: validity, extent, open boundary, connected parts; then the
+// shape quality of the welded mesh and its edge lengths in a size field.
 #include <cstdio>
 
 #include "qz4/tessellix.h"
@@ -67,5 +68,17 @@ int main() {
   std::printf("welded: %d nodes merged, %d triangles removed, %d nodes removed\n", merged,
               degenerate, removed);
   report("welded mesh", m.pos, mesh);
+
+  // Shape quality of every triangle, and the length of every edge in a size
+  // field that asks for edges of 1.8 on the left side and 1.2 on the right.
+  misc::histogram shapes(0.0, 1.0, 5), lengths(0.0, 2.0, 4);
+  dense1D<double> H(m.pos.cols());
+  for (unsigned n = 0; n < H.size(); ++n) H[n] = 1.8 - 0.6 * m.pos(0, n) / 8;
+  if (shape_qualities(m.pos, mesh, ET_TRIA3, shapes) != 0 ||
+      edge_qualities(m.pos, mesh, ET_TRIA3, H, lengths) != 0)
+    return 1;
+  std::printf("shape quality (1 for an equilateral triangle):\n%s", shapes.summary().c_str());
+  std::printf("edge lengths in the size field (1 where an edge has the size asked for):\n%s",
+              lengths.summary().c_str());
   return 0;
 }
