@@ -146,6 +146,56 @@ QZ4_API int overwrite_invalid_metrics(dense2D<double>& M, const dense1D<double>&
 QZ4_API int overwrite_invalid_metrics(dense2D<double>& M, const dense2D<double>& M_ref);
 
 // ---------------------------------------------------------------------------
+// Intersection and projection. The fixed forms allocate nothing; M may be the
+// same object as M1 or M2, which are read to the end first.
+// ---------------------------------------------------------------------------
+
+/// The tensor of the smaller size in every direction of the common basis of
+/// M1 and M2 (the basis of the generalised problem M2 q = D M1 q, in which
+/// both are diagonal): the larger of each pair of diagonal entries. When M1
+/// is not positive definite (or, in 3D, M2 cannot be factored) the result is
+/// the zero tensor; in 2D an indefinite M2 is taken as it is.
+QZ4_API void minimum_metric(const metric2& M1, const metric2& M2, metric2& M);
+QZ4_API void minimum_metric(const metric3& M1, const metric3& M2, metric3& M);
+
+/// As minimum_metric with the larger size: the smaller of each pair.
+QZ4_API void maximum_metric(const metric2& M1, const metric2& M2, metric2& M);
+QZ4_API void maximum_metric(const metric3& M1, const metric3& M2, metric3& M);
+
+/// The tensor whose sizes along the common basis are s1 + (s2 - s1) t: sizes
+/// blend, not eigenvalues. t within 1e-12 of 0 or 1 copies M1 or M2. False,
+/// with M untouched, when a diagonal entry of either tensor in the common
+/// basis is not in (0, DBL_MAX).
+QZ4_API bool interpolate_metric(double t, const metric2& M1, const metric2& M2, metric2& M);
+QZ4_API bool interpolate_metric(double t, const metric3& M1, const metric3& M2, metric3& M);
+
+/// The 2D tensor of size h in the frame B (columns b1, b2, neither unit nor
+/// orthogonal): B'B / h^2, the zero tensor for h <= 0 or a non-number.
+QZ4_API void metric_iso_to_aniso2d(double h, const matrix_fixed<double, 3, 2>& B, metric2& M);
+
+/// The 3D tensor M3 seen in the frame B: B' M3 B.
+QZ4_API void metric_aniso3d_to_aniso2d(const metric3& M3, const matrix_fixed<double, 3, 2>& B,
+                                       metric2& M);
+
+/// Fields of the tensors of sizes: M becomes 3 x n (2D) or 6 x n (3D), n the
+/// size of H, with 1/h^2 on the diagonal of every column of h > 0 and zeros
+/// elsewhere. M is left empty when it could not be allocated.
+QZ4_API void metrics_iso_to_aniso2d(const dense1D<double>& H, dense2D<double>& M);
+QZ4_API void metrics_iso_to_aniso3d(const dense1D<double>& H, dense2D<double>& M);
+
+/// The field of metric_iso_to_aniso2d over a frame field B (6 rows, one frame
+/// per node). Status: 0; -2 when B has not 6 rows or not H's size in columns
+/// (M untouched); -199 when M could not be allocated (M empty).
+QZ4_API int metrics_iso_to_aniso2d(const dense1D<double>& H, const dense2D<double>& B,
+                                   dense2D<double>& M);
+
+/// The field of metric_aniso3d_to_aniso2d. Status, in this order: -1 when M3
+/// has not 6 rows; -2 when B has not 6 rows or not M3's column count (M
+/// untouched in both cases); -199 when M could not be allocated (M empty); 0.
+QZ4_API int metrics_aniso3d_to_aniso2d(const dense2D<double>& M3, const dense2D<double>& B,
+                                       dense2D<double>& M);
+
+// ---------------------------------------------------------------------------
 // Edge measures in a size field, shared by quality and gradation.
 // ---------------------------------------------------------------------------
 
@@ -168,6 +218,71 @@ QZ4_API double metric_edge_length(const vector_fixed<double, 2>& d, const metric
                                   const metric2& M2, bool fold, double& r1, double& r2);
 QZ4_API double metric_edge_length(const vector_fixed<double, 3>& d, const metric3& M1,
                                   const metric3& M2, bool fold, double& r1, double& r2);
+
+/// The H-shock of an edge d between sizes h1 and h2: how fast the size varies
+/// per unit of metric length, max(h1/h2, h2/h1)^(1/l) - 1 with l the edge's
+/// length in the field (written to `l` in every case); DBL_MAX when l is not
+/// in (0, DBL_MAX): a zero-length edge or a size not above 0.
+QZ4_API double edge_shock(double h1, double h2, const vector_fixed<double, 2>& d, double& l);
+QZ4_API double edge_shock(double h1, double h2, const vector_fixed<double, 3>& d, double& l);
+/// As above between two tensors, each read as a size along d.
+QZ4_API double edge_shock(const metric2& M1, const metric2& M2, const vector_fixed<double, 2>& d,
+                          double& l);
+QZ4_API double edge_shock(const metric3& M1, const metric3& M2, const vector_fixed<double, 3>& d,
+                          double& l);
+
+/// The largest H-shock over the edges of each node. `shocks` is sized to
+/// pos.cols(), keeping its entries (a node on no edge keeps what it held, or
+/// 0); each edge raises the entries of its two ends. An edge end outside the
+/// field, like a size not above 0 or a tensor not positive along the edge,
+/// gives DBL_MAX.
+///
+/// In: `pos` (2 or 3 rows), `connectivity` (2-node edges), `H`. In/out:
+/// `shocks`. Status, in this order: 0 for an empty connectivity (`shocks`
+/// untouched); -1 when pos has neither 2 nor 3 rows; -2 when check_IDs as
+/// ET_EDGE2 against pos.cols() fails; -199 when `shocks` could not grow; 0.
+QZ4_API int H_shock(const dense2D<double>& pos, const dense2D<unsigned>& connectivity,
+                    const dense1D<double>& H, dense1D<double>& shocks);
+/// As above in a tensor field: 3 rows with 2-row `pos`, 6 with 3-row `pos`
+/// (a field of fewer rows has no readable tensor: DBL_MAX everywhere).
+QZ4_API int H_shock(const dense2D<double>& pos, const dense2D<unsigned>& connectivity,
+                    const dense2D<double>& M, dense1D<double>& shocks);
+
+// ---------------------------------------------------------------------------
+// Gradation.
+// ---------------------------------------------------------------------------
+
+/// Lowers the H-shock between nodes that share an element to `max_shock`,
+/// in place, by a propagation over the node graph that takes the worst shock
+/// first. Without hard nodes, every pair is a seed and sizes only shrink;
+/// with hard nodes, only the pairs at a hard node are seeds, the hard sizes
+/// never change, and each other node shrinks or grows, as decided the first
+/// time it is changed. A step moves the target's size to the value at the
+/// limit on a linear law along the edge (a tensor blends towards it in every
+/// direction of the common basis). A size not above 0 next to a positive one
+/// is filled with it. The result follows from the order of the queue, not
+/// from a fixed point: a pair whose smaller end was changed last can stay
+/// above the limit. Deterministic for equal inputs, element order included.
+///
+/// In: `pos` (2 or 3 rows), `connectivity` of kind `type`, `hard_nodes`,
+/// `max_shock`. In/out: `H`, one size per node, or `M`, one tensor per node
+/// (3 rows with 2-row `pos`, 6 with 3-row `pos`).
+/// Status, in this order: -1 when pos has neither 2 nor 3 rows; -2 when
+/// check_IDs of `connectivity` as `type` fails; -3 when a hard node is not
+/// below pos.cols(); -5 when max_shock <= 0 or is DBL_MAX (a non-number
+/// changes nothing); -6 when the field has no more entries than pos has rows,
+/// a tensor field has the wrong row count, or the field has fewer entries
+/// than the nodes of the mesh; -199 when memory ran out (values already
+/// changed stay); otherwise the number of changes made, one node counting
+/// at each change.
+QZ4_API int bound_metric_gradation(const dense2D<double>& pos,
+                                   const dense2D<unsigned>& connectivity, element_type type,
+                                   const dense1D<unsigned>& hard_nodes, double max_shock,
+                                   dense1D<double>& H);
+QZ4_API int bound_metric_gradation(const dense2D<double>& pos,
+                                   const dense2D<unsigned>& connectivity, element_type type,
+                                   const dense1D<unsigned>& hard_nodes, double max_shock,
+                                   dense2D<double>& M);
 
 }  // namespace tessellix
 }  // namespace qz4
