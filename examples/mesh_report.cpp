@@ -1,7 +1,9 @@
 // Makes a small structured triangle mesh, tears part of it off onto nodes of
 // its own, welds it back, and reports at each step what the library can tell
 // about the mesh: validity, extent, open boundary, connected parts; then the
-// shape quality of the welded mesh and its edge lengths in a size field.
+// shape quality of the welded mesh, its edge lengths in a size field, and the
+// gradation of a size field with a jump.
+#include <algorithm>
 #include <cstdio>
 
 #include "qz4/tessellix.h"
@@ -80,5 +82,19 @@ int main() {
   std::printf("shape quality (1 for an equilateral triangle):\n%s", shapes.summary().c_str());
   std::printf("edge lengths in the size field (1 where an edge has the size asked for):\n%s",
               lengths.summary().c_str());
+
+  // A size field that jumps from 0.3 to 2 across x = 4, graded so that sizes
+  // vary by at most 30% per unit of metric length: the H-shock measures that
+  // rate at each node.
+  dense2D<unsigned> edges;
+  copy_edges(mesh, ET_TRIA3, edges);
+  for (unsigned n = 0; n < H.size(); ++n) H[n] = m.pos(0, n) < 4 ? 0.3 : 2.0;
+  dense1D<double> before, after;
+  H_shock(m.pos, edges, H, before);
+  const int changes = bound_metric_gradation(m.pos, mesh, ET_TRIA3, dense1D<unsigned>(), 0.3, H);
+  if (changes < 0 || H_shock(m.pos, edges, H, after) != 0) return 1;
+  std::printf("graded size field: %d sizes lowered, largest H-shock %.3g before, %.3g after\n",
+              changes, *std::max_element(before.data(), before.data() + before.size()),
+              *std::max_element(after.data(), after.data() + after.size()));
   return 0;
 }
