@@ -189,6 +189,7 @@ bool block_reader::next_line(std::string_view& line) {
       if (failed_ || begin_ == end_) return false;
       line = std::string_view(buffer_ + begin_, end_ - begin_);
       begin_ = end_;
+      unterminated_ = true;
       return true;
     }
     scanned = begin_ + seen;

@@ -71,6 +71,8 @@ class block_reader {
   std::size_t read(void* bytes, std::size_t count);
   /// True once a line longer than memory allowed was met.
   bool failed() const { return failed_; }
+  /// True when the line last returned ended the stream without a '\n'.
+  bool unterminated() const { return unterminated_; }
 
  private:
   bool refill();
@@ -78,7 +80,7 @@ class block_reader {
   std::FILE* file_;
   char* buffer_;
   std::size_t capacity_, begin_, end_;
-  bool at_end_, failed_, on_heap_;
+  bool at_end_, failed_, on_heap_, unterminated_ = false;
   char fallback_[4096];
 };
 
