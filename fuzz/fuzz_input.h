@@ -14,7 +14,9 @@ namespace qz4fuzz {
 
 /// Writes the bytes to a file of this process and returns its name.
 inline std::string as_file(const char* name, const std::uint8_t* data, std::size_t size) {
-  const std::string path = "/tmp/qz4_fuzz_" + std::to_string(::getpid()) + "_" + name;
+  // Memory-backed where the machine has it: the fuzzer writes one per run.
+  static const std::string dir = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : "/tmp/";
+  const std::string path = dir + "qz4_fuzz_" + std::to_string(::getpid()) + "_" + name;
   std::FILE* f = std::fopen(path.c_str(), "wb");
   if (!f) std::abort();
   if (size && std::fwrite(data, 1, size, f) != size) std::abort();

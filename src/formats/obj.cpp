@@ -1,8 +1,8 @@
 // Wavefront OBJ surfaces of triangles and quadrangles, with vertex normals
 // and texture coordinates as plain per-node lists. Only "v", "vn", "vt" and
 // "f" mean something; every other statement is passed over.
-#include <cmath>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>

@@ -171,9 +171,10 @@ class scanner {
   bool refill(std::ptrdiff_t want) {
     if (end_ - pos_ >= std::size_t(want)) return true;
     if (!buf_) {
-      heap_ = static_cast<char*>(std::malloc(block));
+      const std::size_t wanted = io::read_buffer_size(file_);
+      heap_ = wanted > sizeof small_ ? static_cast<char*>(std::malloc(wanted)) : nullptr;
       buf_ = heap_ ? heap_ : small_;
-      cap_ = heap_ ? block : sizeof small_;
+      cap_ = heap_ ? wanted : sizeof small_;
     }
     if (at_end_) return pos_ < end_;
     std::memmove(buf_, buf_ + pos_, end_ - pos_);
@@ -186,7 +187,6 @@ class scanner {
     }
     return pos_ < end_;
   }
-  static constexpr std::size_t block = 1 << 20;
   std::FILE* file_;
   char* heap_ = nullptr;
   char* buf_ = nullptr;

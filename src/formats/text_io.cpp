@@ -17,6 +17,22 @@ constexpr std::size_t big_buffer = std::size_t(1) << 20;
 
 char* try_heap(std::size_t bytes) { return static_cast<char*>(std::malloc(bytes)); }
 
+}  // namespace
+
+// A small file needs no large block: the bytes left in it, when the stream
+// can tell, bound the buffer a reader takes.
+std::size_t read_buffer_size(std::FILE* file) {
+  if (!file) return 0;
+  const long here = std::ftell(file);
+  if (here < 0 || std::fseek(file, 0, SEEK_END) != 0) return big_buffer;
+  const long size = std::ftell(file);
+  if (std::fseek(file, here, SEEK_SET) != 0 || size < here) return big_buffer;
+  const std::size_t left = std::size_t(size - here) + 1;
+  return left < big_buffer ? left : big_buffer;
+}
+
+namespace {
+
 // The C locale's isspace, which strtod and strtol skip.
 bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -139,10 +155,11 @@ void text_writer::printf(const char* format, ...) {
 
 block_reader::block_reader(std::FILE* file)
     : file_(file), begin_(0), end_(0), at_end_(file == nullptr), failed_(false) {
-  buffer_ = try_heap(big_buffer);
+  const std::size_t wanted = read_buffer_size(file);
+  buffer_ = wanted > sizeof fallback_ ? try_heap(wanted) : nullptr;
   on_heap_ = buffer_ != nullptr;
   if (!on_heap_) buffer_ = fallback_;
-  capacity_ = on_heap_ ? big_buffer : sizeof fallback_;
+  capacity_ = on_heap_ ? wanted : sizeof fallback_;
 }
 
 block_reader::~block_reader() {

@@ -84,6 +84,10 @@ class block_reader {
   char fallback_[4096];
 };
 
+/// The buffer a reader of `file` needs: the bytes left in it plus one, at
+/// most a large block (a large block when the stream cannot tell).
+std::size_t read_buffer_size(std::FILE* file);
+
 /// atof of the text [first, last), as if it ended there: leading blanks, a
 /// sign, decimal and hexadecimal forms, infinities and NaNs; 0 when nothing
 /// converts.
