@@ -244,16 +244,25 @@ int read_binary(std::FILE* f, dense2D<double>& pos, dense2D<unsigned>& triangles
   std::int32_t count;
   std::memcpy(&count, head + 80, 4);
   soup s(unsigned(count > 0 ? (count < room ? count : room) : 0));
-  for (std::int32_t i = 0; i < count; ++i) {
-    unsigned char rec[50];
-    const std::size_t got = in.read(rec, 50);
-    for (unsigned k = 0; k < 3 && got >= 24 + 12 * k; ++k) {
-      float c[3];
-      std::memcpy(c, rec + 12 + 12 * k, 12);
-      if (!s.vertex(c[0], c[1], c[2])) return -199;
+  // Records in batches; a batch cut short ends the file after its last
+  // whole record, with the whole vertices of a cut record kept.
+  const std::int32_t batch = 1024;
+  unsigned char recs[50 * batch];
+  for (std::int32_t i = 0; i < count;) {
+    const std::int32_t want = count - i < batch ? count - i : batch;
+    const std::size_t got = in.read(recs, 50 * std::size_t(want));
+    for (std::size_t at = 0; at < got; at += 50) {
+      const std::size_t have = got - at;
+      for (unsigned k = 0; k < 3 && have >= 24 + 12 * k; ++k) {
+        float c[3];
+        std::memcpy(c, recs + at + 12 + 12 * k, 12);
+        if (!s.vertex(c[0], c[1], c[2])) return -199;
+      }
+      if (have < 50) return s.finish(pos, triangles);
+      if (!s.triangle()) return -199;
     }
-    if (got < 50) break;
-    if (!s.triangle()) return -199;
+    if (got < 50 * std::size_t(want)) break;
+    i += want;
   }
   return s.finish(pos, triangles);
 }
