@@ -1,100 +1,109 @@
-// Makes a small structured triangle mesh, tears part of it off onto nodes of
-// its own, welds it back, and reports at each step what the library can tell
-// about the mesh: validity, extent, open boundary, connected parts; then the
-// shape quality of the welded mesh, its edge lengths in a size field, and the
-// gradation of a size field with a jump.
+// The library's typical job, from a surface file to a checked mesh. The
+// surface is the binary STL file named on the command line, or a torus with
+// a hole that the program writes itself (example_torus.stl). It is read and
+// welded; its open boundary, parts and shape quality are reported; and a size
+// field with a sharp jump is graded over it, with the H-shock before and
+// after.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "qz4/tessellix.h"
-#include "structured_mesh.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
 
 namespace {
 
-void report(const char* title, const dense2D<double>& pos, const dense2D<unsigned>& triangles) {
-  std::printf("%s\n", title);
-  std::printf("  nodes %u, triangles %u, nodes in use %d, valid: %s\n", pos.cols(),
-              triangles.cols(), count_unique_indices(triangles),
-              check_IDs(triangles, ET_TRIA3, pos.cols()) ? "yes" : "no");
+// A torus of nu x nv quadrangles split into triangles, two of which are left
+// out, so that the surface has a hole with four open edges.
+void make_torus(unsigned nu, unsigned nv, dense2D<double>& pos, dense2D<unsigned>& triangles) {
+  const double pi = 3.14159265358979323846;
+  pos.resize(3, nu * nv);
+  for (unsigned i = 0; i < nu; ++i)
+    for (unsigned j = 0; j < nv; ++j) {
+      const double u = 2 * pi * i / nu, v = 2 * pi * j / nv, r = 3 + std::cos(v);
+      pos(0, i * nv + j) = r * std::cos(u);
+      pos(1, i * nv + j) = r * std::sin(u);
+      pos(2, i * nv + j) = std::sin(v);
+    }
+  triangles.resize(3, 2 * nu * nv - 2);
+  unsigned e = 0;
+  for (unsigned i = 0; i < nu; ++i)
+    for (unsigned j = 0; j < nv; ++j) {
+      if (i == 0 && j == 0) continue;  // the hole
+      const unsigned a = i * nv + j, b = ((i + 1) % nu) * nv + j,
+                     c = ((i + 1) % nu) * nv + (j + 1) % nv, d = i * nv + (j + 1) % nv;
+      const unsigned t[2][3] = {{a, b, c}, {a, c, d}};
+      for (const auto& tri : t) {
+        for (unsigned r = 0; r < 3; ++r) triangles(r, e) = tri[r];
+        ++e;
+      }
+    }
+}
 
-  dense2D<unsigned> neighbors, open;
-  dense1D<unsigned> elements, starts;
-  if (get_neighbors(triangles, ET_TRIA3, false, neighbors) != 0 ||
-      get_mesh_boundaries(triangles, neighbors, ET_TRIA3, open) != 0 ||
-      get_subdomains(neighbors, elements, starts) != 0) {
-    std::printf("  topology failed\n");
-    return;
-  }
-  dense2D<unsigned> edges;
-  copy_edges(triangles, ET_TRIA3, edges);
-  std::printf("  edges %u, open boundary edges %u, connected parts %u\n", edges.cols(), open.cols(),
-              starts.size() - 1);
+double largest(const dense1D<double>& v) {
+  return v.size() ? *std::max_element(v.data(), v.data() + v.size()) : 0;
 }
 
 }  // namespace
 
-int main() {
-  support::mesh m = support::tria_grid(8, 5);
-  zoom(m.pos, vector_fixed<double, 2>{{0.0, 0.0}}, 8.0);
+int main(int argc, char** argv) {
   std::printf("qz4tessellix %s\n", version());
+  const char* stl = argc > 1 ? argv[1] : "example_torus.stl";
+  if (argc <= 1) {
+    dense2D<double> pos;
+    dense2D<unsigned> triangles;
+    make_torus(48, 16, pos, triangles);
+    if (STL_output(stl, pos, triangles, false) != 0) return 1;
+    std::printf("wrote %s: %u triangles, each with three vertices of its own\n", stl,
+                triangles.cols());
+  }
 
-  vector_fixed<double, 2> lo = {{1e300, 1e300}}, hi = {{-1e300, -1e300}};
-  inc_bounding_box(m.pos, m.conn, lo, hi);
-  std::printf("bounding box (%g, %g) - (%g, %g)\n", lo[0], lo[1], hi[0], hi[1]);
-  report("structured grid", m.pos, m.conn);
-
-  // Tear the first row of cells off: copy its triangles onto new nodes at the
-  // same places and use the copy in place of the original triangles.
-  const unsigned torn = 16;
-  dense2D<unsigned> copy;
-  if (copy_mesh(m.pos, copy, m.conn.sub_matrix(0, 0, 3, torn)) != 0) return 1;
-  dense2D<unsigned> mesh(3, m.conn.cols());
-  for (unsigned e = 0; e < mesh.cols(); ++e)
-    for (unsigned r = 0; r < 3; ++r) mesh(r, e) = e < torn ? copy(r, e) : m.conn(r, e);
-  report("first row torn off", m.pos, mesh);
-
-  node_detector detector(m.pos, mesh);
-  const unsigned long near = detector.find_closest(vector_fixed<double, 2>{{3.9, 0.2}});
-  std::printf("  node closest to (3.9, 0.2): %lu at (%g, %g)\n", near, m.pos(0, unsigned(near)),
-              m.pos(1, unsigned(near)));
-
-  // Weld coincident nodes, drop the triangles that collapsed (none here) and
-  // the nodes that nothing uses any more.
-  const int merged = merge(m.pos, mesh, 1e-9, 0);
-  dense1D<unsigned> element_map;
-  const int degenerate = remove_degenerated(mesh, element_map, false);
-  const int removed = simplify(m.pos, mesh, 0);
-  std::printf("welded: %d nodes merged, %d triangles removed, %d nodes removed\n", merged,
-              degenerate, removed);
-  report("welded mesh", m.pos, mesh);
-
-  // Shape quality of every triangle, and the length of every edge in a size
-  // field that asks for edges of 1.8 on the left side and 1.2 on the right.
-  misc::histogram shapes(0.0, 1.0, 5), lengths(0.0, 2.0, 4);
-  dense1D<double> H(m.pos.cols());
-  for (unsigned n = 0; n < H.size(); ++n) H[n] = 1.8 - 0.6 * m.pos(0, n) / 8;
-  if (shape_qualities(m.pos, mesh, ET_TRIA3, shapes) != 0 ||
-      edge_qualities(m.pos, mesh, ET_TRIA3, H, lengths) != 0)
+  // 1. Read and weld: three fresh nodes per triangle, merged within 5% of the
+  //    smallest triangle height.
+  dense2D<double> pos;
+  dense2D<unsigned> triangles;
+  const int count = STL_input(stl, pos, triangles, false);
+  if (count < 0) {
+    std::printf("cannot read %s (status %d)\n", stl, count);
     return 1;
-  std::printf("shape quality (1 for an equilateral triangle):\n%s", shapes.summary().c_str());
-  std::printf("edge lengths in the size field (1 where an edge has the size asked for):\n%s",
-              lengths.summary().c_str());
+  }
+  std::printf("read %s: %d triangles on %u welded nodes\n", stl, count, pos.cols());
 
-  // A size field that jumps from 0.3 to 2 across x = 4, graded so that sizes
-  // vary by at most 30% per unit of metric length: the H-shock measures that
-  // rate at each node.
-  dense2D<unsigned> edges;
-  copy_edges(mesh, ET_TRIA3, edges);
-  for (unsigned n = 0; n < H.size(); ++n) H[n] = m.pos(0, n) < 4 ? 0.3 : 2.0;
-  dense1D<double> before, after;
-  H_shock(m.pos, edges, H, before);
-  const int changes = bound_metric_gradation(m.pos, mesh, ET_TRIA3, dense1D<unsigned>(), 0.3, H);
-  if (changes < 0 || H_shock(m.pos, edges, H, after) != 0) return 1;
-  std::printf("graded size field: %d sizes lowered, largest H-shock %.3g before, %.3g after\n",
-              changes, *std::max_element(before.data(), before.data() + before.size()),
-              *std::max_element(after.data(), after.data() + after.size()));
+  // 2. Topology: open boundary and connected parts.
+  dense2D<unsigned> neighbors, open_edges, edges;
+  dense1D<unsigned> elements, starts;
+  if (get_neighbors(triangles, ET_TRIA3, false, neighbors) != 0 ||
+      get_mesh_boundaries(triangles, neighbors, ET_TRIA3, open_edges) != 0 ||
+      get_subdomains(neighbors, elements, starts) != 0 ||
+      copy_edges(triangles, ET_TRIA3, edges) < 0)
+    return 1;
+  std::printf("edges %u, open boundary edges %u, connected parts %u\n", edges.cols(),
+              open_edges.cols(), starts.size() - 1);
+
+  // 3. Shape quality of every triangle (1 for an equilateral one).
+  misc::histogram shapes(0.0, 1.0, 10);
+  if (shape_qualities(pos, triangles, ET_TRIA3, shapes) != 0) return 1;
+  std::printf("shape quality:\n%s", shapes.summary().c_str());
+
+  // 4. A size field that jumps from 0.05 to 1 across the plane x = 0, graded
+  //    so that sizes vary by at most 30% per unit of metric length; the
+  //    H-shock measures that rate at each node (sizes only shrink, so a pair
+  //    whose smaller end changed last may stay above the limit), and edge
+  //    lengths in the field show how well the mesh fits it.
+  dense1D<double> H(pos.cols()), shocks;
+  for (unsigned n = 0; n < pos.cols(); ++n) H[n] = pos(0, n) < 0 ? 0.05 : 1.0;
+  if (H_shock(pos, edges, H, shocks) != 0) return 1;
+  const double before = largest(shocks);
+  const int changes = bound_metric_gradation(pos, triangles, ET_TRIA3, dense1D<unsigned>(), 0.3, H);
+  shocks.clear();
+  if (changes < 0 || H_shock(pos, edges, H, shocks) != 0) return 1;
+  std::printf("size field: largest H-shock %.3g; %d sizes lowered by the gradation; then %.3g\n",
+              before, changes, largest(shocks));
+  misc::histogram lengths(0.0, 16.0, 8);
+  if (edge_qualities(pos, triangles, ET_TRIA3, H, lengths) != 0) return 1;
+  std::printf("edge lengths in the graded field (1 where an edge has the size asked for):\n%s",
+              lengths.summary().c_str());
   return 0;
 }
