@@ -8,7 +8,7 @@
 #include "alloc_seam.h"
 #include "qz4/tessellix/topology.h"
 #include "structured_mesh.h"
-#include "topology/sort_elfes.h"
+#include "core/sort_elfes.h"
 #include "topology_test_util.h"
 
 using namespace qz4;

@@ -1,7 +1,7 @@
 // The column sort behind sort_elfes, shared with the file writers that take
 // mixed connectivities apart into runs of one element kind.
-#ifndef QZ4_TESSELLIX_TOPOLOGY_SORT_ELFES_H
-#define QZ4_TESSELLIX_TOPOLOGY_SORT_ELFES_H
+#ifndef QZ4_TESSELLIX_CORE_SORT_ELFES_H
+#define QZ4_TESSELLIX_CORE_SORT_ELFES_H
 
 #include "qz4/dense.h"
 
