@@ -2,10 +2,147 @@
 #ifndef QZ4_TESSELLIX_FORMATS_H
 #define QZ4_TESSELLIX_FORMATS_H
 
+#include <cstdio>
+
 #include "qz4/tessellix/core.h"
 
 namespace qz4 {
 namespace tessellix {
+
+// ---------------------------------------------------------------------------
+// Viewing files: MEDIT, legacy VTK, EnSight. Writers only; numbers are
+// printed exactly as the C library's printf prints them.
+// ---------------------------------------------------------------------------
+
+/// Splits a list of connectivities into connectivities of one pure kind: a
+/// pure one is taken as it stands (a shallow copy), a mixed one
+/// (ET_FACE_MIXED, ET_SOLID_MIXED) is copied, sorted as sort_elfes sorts
+/// (runs of equal node count, the longest first) and cut into its runs:
+/// quadrangles and triangles, or hexahedra, wedges, pyramids and
+/// tetrahedra; a run of any other node count is dropped. Connectivities
+/// without entries are skipped. The reference of each output is the
+/// position of its source in the list.
+///
+/// In: [first, last), `flags` (the kind of each). Out: `connectivities`,
+/// `kinds`, `references`, cleared first and of equal length.
+/// Status: 0; -1 when first > last or `flags` has not last - first entries;
+/// -199 when memory ran out (outputs empty).
+QZ4_API int split_connectivities(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                                 const dense1D<int>& flags,
+                                 dense1D<dense2D<unsigned>>& connectivities, dense1D<int>& kinds,
+                                 dense1D<unsigned>& references);
+
+/// Writes a MEDIT mesh file: the nodes (reference 0) and, for each kind in
+/// the order of element_type values, one section of its elements with the
+/// position of their connectivity in the list as reference. Corners only:
+/// pyramids and wedges are written as collapsed hexahedra; mixed
+/// connectivities are split first (see split_connectivities), so their
+/// elements come sorted. Nothing is written when a check fails.
+///
+/// In: `filename`, `pos` (1 to 3 rows), [first, last), `flags`.
+/// Status, in this order: -2 when pos has 0 or more than 3 rows; -4 when
+/// first > last; -5 when `flags` has not last - first entries; -3 when
+/// check_IDs against pos.cols() refuses a connectivity for its kind (a
+/// non-empty ET_NONE or ET_EDGE_MIXED one included); -199 when memory ran
+/// out; -1 when the file cannot be opened; 0.
+QZ4_API int medit_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                         const dense1D<int>& flags);
+/// One connectivity, reference 0. Statuses as the list form.
+QZ4_API int medit_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& connectivity, element_type type);
+/// Two connectivities, references 0 and 1. Statuses as the list form.
+QZ4_API int medit_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& first, const dense2D<unsigned>& second,
+                         element_type first_type, element_type second_type);
+/// One connectivity whose elements carry a group id each, written as the
+/// element's reference; elements of group NO_ID are left out.
+/// Status: 0 for an empty connectivity (no file made); -5 when `groups` has
+/// not one entry per column; -6 when the groups could not be allocated;
+/// -199 when memory ran out; otherwise the status of the list form.
+QZ4_API int medit_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& connectivity, element_type type,
+                         const dense1D<unsigned>& groups);
+
+/// Writes a MEDIT solution file of one scalar per node, eight to a line.
+/// In: `filename`, `dim` (the space dimension written in the header),
+/// `values`. Status: 0; -1 when the file cannot be opened.
+QZ4_API int medit_scalar(const char* filename, unsigned dim, const dense1D<double>& values);
+/// A solution file of one vector per node, a column each. Status as
+/// medit_scalar.
+QZ4_API int medit_vector(const char* filename, unsigned dim, const dense2D<double>& vectors);
+/// A solution file of one packed symmetric tensor per node: 3 rows (2D) or
+/// 6 rows (3D). Status: -1 when the file cannot be opened; -2 when the rows
+/// are neither 3 nor 6 (the file is opened first and left empty); 0.
+QZ4_API int medit_tensor(const char* filename, const dense2D<double>& tensors);
+
+/// Appends the VTK cells of a pure connectivity: per element a cell of its
+/// corners (a tetrahedron's last two exchanged, as VTK orders them) and, when
+/// the matrix has more rows than corners, a poly-vertex (type 2) of the
+/// other nodes. Neither the lists nor `count` are cleared: the caller starts
+/// the count at 0 and may convert several connectivities in a row.
+///
+/// In: `connectivity`, `type`. In/out: `count` (cells), `cells` (node count
+/// then nodes, per cell), `types` (VTK cell type per cell).
+/// Status, in this order: -1 when check_IDs with NO_ID as node count fails
+/// (the layout of a mixed kind); -2 when the kind has no VTK cell (ET_NONE,
+/// ET_NODE, the mixed kinds); 0 for a connectivity without columns; -1 when
+/// it has fewer rows than corners; -199 when the lists could not grow; 0.
+QZ4_API int vtk_convert(const dense2D<unsigned>& connectivity, element_type type, unsigned& count,
+                        dense1D<unsigned>& cells, dense1D<unsigned>& types);
+
+/// Prints a legacy VTK unstructured grid (ASCII, version 2.0) into a stream
+/// the caller opened and closes: points as "%f" (2D points get z = 0), then
+/// `count` cells from `cells`, then the types. The caller may append point
+/// or cell data after it. Status: -1 for a null stream; -2 when pos has
+/// neither 2 nor 3 rows; 0.
+QZ4_API int vtk_output(std::FILE* stream, const dense2D<double>& pos, unsigned count,
+                       const dense1D<unsigned>& cells, const dense1D<unsigned>& types);
+
+/// Writes a legacy VTK file of a list of connectivities, mixed ones split
+/// first (see split_connectivities). The file is opened first, so every
+/// later failure leaves it created and empty.
+/// Status, in this order: -1 when the file cannot be opened; -2 when pos has
+/// neither 2 nor 3 rows; -4 when first > last; -5 when `flags` has not last
+/// - first entries; -3 when check_IDs against pos.cols() refuses a
+/// connectivity; -199 when memory ran out; a status of vtk_convert (a
+/// non-empty ET_NODE connectivity gives -2); 0.
+QZ4_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                       const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                       const dense1D<int>& flags);
+/// One connectivity. Statuses as the list form.
+QZ4_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                       const dense2D<unsigned>& connectivity, element_type type);
+/// Two connectivities. Statuses as the list form.
+QZ4_API int vtk_output(const char* filename, const dense2D<double>& pos,
+                       const dense2D<unsigned>& first, const dense2D<unsigned>& second,
+                       element_type first_type, element_type second_type);
+
+/// Writes an EnSight geometry file (ASCII, node and element ids given): the
+/// nodes with three coordinates each (missing rows as 0), then a part per
+/// connectivity, numbered by its position in the list from 1. Pyramids,
+/// points and mixed connectivities get no part, and no status says so;
+/// quadratic kinds without an EnSight element fall back on a lower one
+/// (quad8 for ET_QUAD9, penta6 for ET_PENTA18, hexa20 for ET_HEXA27). A part
+/// of ET_TRIA6 lists its elements twice, first in EnSight's node order, then
+/// in row order. Element ids restart at 1 in each part.
+///
+/// In: `filename`, `pos` (1 to 3 rows), [first, last), `flags`.
+/// Status, in this order: -1 when the file cannot be opened (it is opened
+/// first, so later failures leave it created and empty); -2 when pos has 0
+/// or more than 3 rows; -4 when first > last; -5 when `flags` has not last -
+/// first entries; -3 when check_IDs with NO_ID as node count refuses a
+/// connectivity (only the layout of mixed kinds is checked); 0.
+QZ4_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                           const dense1D<int>& flags);
+/// One connectivity. Statuses as the list form.
+QZ4_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>& connectivity, element_type type);
+/// Two connectivities. Statuses as the list form.
+QZ4_API int ensight_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>& first, const dense2D<unsigned>& second,
+                           element_type first_type, element_type second_type);
 
 // ---------------------------------------------------------------------------
 // STL: triangulated surfaces, text or binary as the caller says (a file is
