@@ -3,7 +3,8 @@
 // a hole that the program writes itself (example_torus.stl). It is read and
 // welded; its open boundary, parts and shape quality are reported; and a size
 // field with a sharp jump is graded over it, with the H-shock before and
-// after.
+// after; the mesh, the size field and the quality are written for MEDIT and
+// VTK viewers.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -84,7 +85,10 @@ int main(int argc, char** argv) {
 
   // 3. Shape quality of every triangle (1 for an equilateral one).
   misc::histogram shapes(0.0, 1.0, 10);
-  if (shape_qualities(pos, triangles, ET_TRIA3, shapes) != 0) return 1;
+  dense1D<double> quality;
+  if (shape_qualities(pos, triangles, ET_TRIA3, shapes) != 0 ||
+      shape_qualities(pos, triangles, ET_TRIA3, quality) != 0)
+    return 1;
   std::printf("shape quality:\n%s", shapes.summary().c_str());
 
   // 4. A size field that jumps from 0.05 to 1 across the plane x = 0, graded
@@ -105,5 +109,25 @@ int main(int argc, char** argv) {
   if (edge_qualities(pos, triangles, ET_TRIA3, H, lengths) != 0) return 1;
   std::printf("edge lengths in the graded field (1 where an edge has the size asked for):\n%s",
               lengths.summary().c_str());
+
+  // 5. Files for viewing: the mesh and its size field for MEDIT; for VTK the
+  //    mesh through the stream form, followed by the size at each node and
+  //    the quality of each cell.
+  if (medit_output("example.mesh", pos, triangles, ET_TRIA3) != 0 ||
+      medit_scalar("example.sol", 3, H) != 0)
+    return 1;
+  unsigned cells = 0;
+  dense1D<unsigned> cell_list, types;
+  std::FILE* vtk = std::fopen("example.vtk", "w");
+  if (!vtk || vtk_convert(triangles, ET_TRIA3, cells, cell_list, types) != 0 ||
+      vtk_output(vtk, pos, cells, cell_list, types) != 0)
+    return 1;
+  std::fprintf(vtk, "POINT_DATA %u\nSCALARS size double 1\nLOOKUP_TABLE default\n", pos.cols());
+  for (unsigned n = 0; n < H.size(); ++n) std::fprintf(vtk, "%g\n", H[n]);
+  std::fprintf(vtk, "CELL_DATA %u\nSCALARS quality double 1\nLOOKUP_TABLE default\n", cells);
+  for (unsigned e = 0; e < quality.size(); ++e) std::fprintf(vtk, "%g\n", quality[e]);
+  std::fclose(vtk);
+  std::printf(
+      "wrote example.mesh and example.sol (MEDIT), example.vtk (VTK, with size and quality)\n");
   return 0;
 }
