@@ -25,6 +25,17 @@ class column_builder {
     return m_.data() + std::size_t(n_++) * m_.rows();
   }
   T* col(unsigned j) { return m_.data() + std::size_t(j) * m_.rows(); }
+  /// More rows: the columns keep their entries, the new rows get `fill`.
+  bool widen(unsigned rows, T fill) {
+    if (rows <= m_.rows()) return true;
+    dense2D<T> w;
+    if (!fresh(w, rows, m_.cols())) return false;
+    T* d = w.data();
+    for (unsigned j = 0; j < m_.cols(); ++j)
+      for (unsigned i = 0; i < rows; ++i) d[std::size_t(j) * rows + i] = j < n_ && i < m_.rows() ? m_(i, j) : fill;
+    m_ = w;
+    return true;
+  }
   /// Drops the columns from `count` on.
   void truncate(unsigned count) {
     if (count < n_) n_ = count;
@@ -37,6 +48,11 @@ class column_builder {
   }
 
  private:
+  // Kept out of line: inlined, the release of the old block inside resize
+  // makes GCC warn of a use after free that cannot happen.
+  __attribute__((noinline)) static bool fresh(dense2D<T>& w, unsigned rows, unsigned cols) {
+    return w.resize(rows, cols);
+  }
   dense2D<T> m_;
   unsigned n_ = 0;
 };

@@ -229,6 +229,98 @@ QZ4_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense
                                dense2D<double>& textures, dense2D<unsigned>& triangles,
                                dense2D<unsigned>& quadrangles);
 
+// ---------------------------------------------------------------------------
+// Solver decks: NASTRAN bulk data and FEMAP neutral files. A mesh of mixed
+// kinds is one connectivity padded with NO_ID (as many rows as its largest
+// element) with a table of runs: run r holds the columns [starts[r],
+// starts[r + 1]) of kind kinds[r]; `properties` has one number per column.
+// Ids are column indices on both sides: the writers number nodes and
+// elements from 0, the readers put node i in column i (ids that leave gaps
+// give zero columns) and drop element ids. Node indices are not compared
+// with the node count on reading.
+//
+// The writers open the file first; then, in this order: 0 for an empty
+// connectivity (even when the open failed; nothing is written); -1 when the
+// file cannot be opened; -2 when pos has not 3 rows; -5 when `starts` has
+// not one entry more than `kinds`; -6 when `properties` has not one entry
+// per column; -3 when a run fails check_IDs with NO_ID as node count (the
+// layout of a mixed kind; a pure kind with fewer rows than its nodes); 0.
+// A run of a mixed kind is written as the kind of its first column; runs
+// of kinds the format does not carry are left out.
+//
+// The single output forms write runs {0, columns}, the kind, property 1;
+// the two-connectivity forms join both matrices and write runs {0, first's
+// columns, second's columns}, properties 1 and 2; so they succeed only with
+// one element, or two in all (-6 otherwise), as these decks have always
+// been written. The single input forms return the whole padded matrix and
+// set `type` to ET_NONE after a successful read; the two-connectivity forms
+// return views of the first two runs (the second with its kind's rows), a
+// file of one run leaving the second output and its kind as they were.
+// ---------------------------------------------------------------------------
+
+/// Writes "BEGIN BULK", one free-field card per element ("CTRIA3,7,2,4,5,6,":
+/// keyword, column, property, nodes), a constant MAT1 card, a large-field
+/// GRID* card per node (x, y on the first line, z on the continuation, as
+/// "%#g") and "ENDDATA". Wedges, 10-node tetrahedra and 20-node hexahedra
+/// have no keyword (their lines start with a comma), pyramids are written as
+/// "CPENTA" of five zeros, and a tetrahedron's fourth node is written as 0.
+QZ4_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>& conn, const dense1D<unsigned>& starts,
+                           const dense1D<int>& kinds, const dense1D<unsigned>& properties);
+QZ4_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>& conn, element_type type);
+QZ4_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
+                           const dense2D<unsigned>& first, const dense2D<unsigned>& second,
+                           element_type first_type, element_type second_type);
+
+/// Reads the bulk section of a NASTRAN deck (from a line holding "BEGIN
+/// BULK" to one holding "ENDDATA" or the end): GRID and GRID* cards, and the
+/// element cards BAR, BEAM, ROD, TRIA3, TRIA6, QUAD4, QUAD8, TETRA, PENTA
+/// (read as a pyramid whose column is all NO_ID) and HEXA, each with or
+/// without a leading C, in small, large ("*", the next line going on) or
+/// free (comma) field form. Lines are cut at blanks, then at commas; other
+/// cards are passed over.
+/// Status: 0; -1 when the file cannot be opened, has no "BEGIN BULK" line,
+/// no node or no element, or a card has fewer fields than it needs; -199
+/// when memory ran out. What was read before a failure stays.
+QZ4_API int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
+                          dense1D<unsigned>& starts, dense1D<int>& kinds,
+                          dense1D<unsigned>& properties);
+QZ4_API int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
+                          element_type& type);
+QZ4_API int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& first,
+                          dense2D<unsigned>& second, element_type& first_type,
+                          element_type& second_type);
+
+/// Writes FEMAP blocks 403 (a line per node, coordinates as "%g") and 404
+/// (seven lines per element: id, property, topology code; the 20 node slots
+/// on two lines; fixed fields). Kinds without a topology code (ET_QUAD9,
+/// pyramids, ET_PENTA18, ET_HEXA27) are left out.
+QZ4_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& conn, const dense1D<unsigned>& starts,
+                         const dense1D<int>& kinds, const dense1D<unsigned>& properties);
+QZ4_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& conn, element_type type);
+QZ4_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
+                         const dense2D<unsigned>& first, const dense2D<unsigned>& second,
+                         element_type first_type, element_type second_type);
+
+/// Reads blocks 403 and 404 of a FEMAP neutral file, in any number and
+/// order, passing over every other block. Each element record is seven
+/// lines; an unknown topology code passes the record unread and puts a kind
+/// 0 in the run table (which then no longer lines up with the columns).
+/// Status: 0; -1 when the file cannot be opened, has no node or no element,
+/// or a record has fewer fields than it needs; -199 when memory ran out.
+/// What was read before a failure stays.
+QZ4_API int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
+                        dense1D<unsigned>& starts, dense1D<int>& kinds,
+                        dense1D<unsigned>& properties);
+QZ4_API int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
+                        element_type& type);
+QZ4_API int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& first,
+                        dense2D<unsigned>& second, element_type& first_type,
+                        element_type& second_type);
+
 }  // namespace tessellix
 }  // namespace qz4
 
