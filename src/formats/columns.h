@@ -32,7 +32,8 @@ class column_builder {
     if (!fresh(w, rows, m_.cols())) return false;
     T* d = w.data();
     for (unsigned j = 0; j < m_.cols(); ++j)
-      for (unsigned i = 0; i < rows; ++i) d[std::size_t(j) * rows + i] = j < n_ && i < m_.rows() ? m_(i, j) : fill;
+      for (unsigned i = 0; i < rows; ++i)
+        d[std::size_t(j) * rows + i] = j < n_ && i < m_.rows() ? m_(i, j) : fill;
     m_ = w;
     return true;
   }

@@ -109,6 +109,19 @@ bool append_element(io::column_builder<unsigned>& conn, const unsigned* nodes, u
   return true;
 }
 
+std::FILE* open_output(const char* filename, const dense2D<double>& pos,
+                       const dense2D<unsigned>& conn, const dense1D<unsigned>& starts,
+                       const dense1D<int>& kinds, const dense1D<unsigned>& properties,
+                       int& status) {
+  std::FILE* f = std::fopen(filename, "w");
+  status = conn.empty() ? 0 : !f ? -1 : check_output(pos, conn, starts, kinds, properties);
+  if (conn.empty() || status != 0) {
+    if (f) std::fclose(f);
+    return nullptr;
+  }
+  return f;
+}
+
 std::size_t file_size(std::FILE* f) {
   const long here = std::ftell(f);
   if (here < 0 || std::fseek(f, 0, SEEK_END) != 0) return 0;

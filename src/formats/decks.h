@@ -140,6 +140,38 @@ class run_keeper {
 /// Size of the open file in bytes (0 when unknown).
 std::size_t file_size(std::FILE* f);
 
+/// The run form of both readers: the outputs emptied, the file opened, the
+/// lines read by `body(file, pos, conn, runs, keeper)`, the outputs trimmed
+/// to what was read; -1 also when no node or no element came.
+template <class Body>
+int read_runs(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
+              dense1D<unsigned>& starts, dense1D<int>& kinds, dense1D<unsigned>& properties,
+              Body body) {
+  pos.clear();
+  conn.clear();
+  starts.clear();
+  kinds.clear();
+  properties.clear();
+  std::FILE* f = std::fopen(filename, "r");
+  if (!f) return -1;
+  io::column_builder<double> p(3);
+  io::column_builder<unsigned> c(0);
+  const runs r{&conn, &starts, &kinds, &properties};
+  run_keeper keeper(r);
+  int status = keeper.begin() ? body(f, p, c, r, keeper) : -199;
+  std::fclose(f);
+  if (!keeper.end(c.cols()) || !p.finish(pos) || !c.finish(conn)) status = -199;
+  if (status == 0 && (pos.empty() || conn.empty())) status = -1;
+  return status;
+}
+
+/// The start of both writers: the file opened, then the checks in their
+/// order. Null with `status` set when there is nothing to write (status 0
+/// for an empty connectivity, even when the open failed) or a check failed.
+std::FILE* open_output(const char* filename, const dense2D<double>& pos,
+                       const dense2D<unsigned>& conn, const dense1D<unsigned>& starts,
+                       const dense1D<int>& kinds, const dense1D<unsigned>& properties, int& status);
+
 }  // namespace deck
 }  // namespace tessellix
 }  // namespace qz4

@@ -196,22 +196,7 @@ void banner(io::text_writer& out, const char* middle) {
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
                   dense1D<unsigned>& starts, dense1D<int>& kinds, dense1D<unsigned>& properties) {
-  pos.clear();
-  conn.clear();
-  starts.clear();
-  kinds.clear();
-  properties.clear();
-  std::FILE* f = std::fopen(filename, "r");
-  if (!f) return -1;
-  io::column_builder<double> p(3);
-  io::column_builder<unsigned> c(0);
-  const deck::runs r{&conn, &starts, &kinds, &properties};
-  deck::run_keeper runs(r);
-  int status = runs.begin() ? read_deck(f, p, c, r, runs) : -199;
-  std::fclose(f);
-  if (!runs.end(c.cols()) || !p.finish(pos) || !c.finish(conn)) status = -199;
-  if (status == 0 && (pos.empty() || conn.empty())) status = -1;
-  return status;
+  return deck::read_runs(filename, pos, conn, starts, kinds, properties, read_deck);
 }
 
 int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
@@ -229,17 +214,9 @@ int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>&
 int NASTRAN_output(const char* filename, const dense2D<double>& pos, const dense2D<unsigned>& conn,
                    const dense1D<unsigned>& starts, const dense1D<int>& kinds,
                    const dense1D<unsigned>& properties) {
-  std::FILE* f = std::fopen(filename, "w");
-  if (conn.empty()) {  // nothing to write, even when the open failed
-    if (f) std::fclose(f);
-    return 0;
-  }
-  if (!f) return -1;
-  const int status = deck::check_output(pos, conn, starts, kinds, properties);
-  if (status != 0) {
-    std::fclose(f);
-    return status;
-  }
+  int status;
+  std::FILE* f = deck::open_output(filename, pos, conn, starts, kinds, properties, status);
+  if (!f) return status;
   {
     io::text_writer out(f);
     out.put("$ QZ4 Tessellix Nastran exporter\nBEGIN BULK\n");
