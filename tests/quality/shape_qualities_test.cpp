@@ -46,9 +46,9 @@ std::vector<double> cube(double dx, double dy, double dz, bool inverted = false)
   lo.insert(lo.end(), hi.begin(), hi.end());
   return lo;
 }
-std::vector<double> prism(double dz, bool inverted = false) {
-  std::vector<double> lo = {0, 0, 0, 1, 0, 0, 0.5, h3, 0};
-  std::vector<double> hi = {0, 0, dz, 1, 0, dz, 0.5, h3, dz};
+std::vector<double> prism(double dz, bool inverted = false, double z0 = 0) {
+  std::vector<double> lo = {0, 0, z0, 1, 0, z0, 0.5, h3, z0};
+  std::vector<double> hi = {0, 0, z0 + dz, 1, 0, z0 + dz, 0.5, h3, z0 + dz};
   if (inverted) std::swap(lo, hi);
   lo.insert(lo.end(), hi.begin(), hi.end());
   return lo;
@@ -110,6 +110,9 @@ const std::vector<shape_case>& cases() {
       {"inverted", ET_PYRA5, 3, pyramid(-1), -1.0},
       {"flat", ET_PYRA5, 3, pyramid(0), 0.0},
       {"right", ET_PENTA6, 3, prism(1), 1.0},
+      // Far from the origin, where a centroid left unscaled would fall
+      // outside the element and invert its volume terms.
+      {"right, far below", ET_PENTA6, 3, prism(1, false, -10), 1.0},
       {"tall", ET_PENTA6, 3, prism(2), rect_2x1},
       {"inverted", ET_PENTA6, 3, prism(1, true), -1.0},
       {"flat", ET_PENTA6, 3, prism(0), 0.0},
