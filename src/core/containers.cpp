@@ -4,12 +4,30 @@
 #include <cstdlib>
 #include <utility>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 #include "qz4/dense.h"
 
 namespace qz4 {
 namespace {
 
-char* default_allocate(unsigned bytes) { return static_cast<char*>(std::malloc(bytes)); }
+// Large blocks (coordinates and connectivities of big meshes, read at random
+// through the numbering) start on a huge-page boundary and ask for huge
+// pages: far fewer address translations miss.
+char* default_allocate(unsigned bytes) {
+#if defined(__linux__)
+  constexpr unsigned huge = 2u << 20;
+  if (bytes >= 4 * huge) {
+    void* p = nullptr;
+    if (posix_memalign(&p, huge, bytes) != 0) return nullptr;
+    madvise(p, bytes, MADV_HUGEPAGE);
+    return static_cast<char*>(p);
+  }
+#endif
+  return static_cast<char*>(std::malloc(bytes));
+}
 void default_release(char* p) { std::free(p); }
 
 // Atomic so that a host may install its pair while another thread only reads
