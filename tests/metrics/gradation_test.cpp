@@ -116,6 +116,11 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
   EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(), dense2D<double>(), out), -1);
   EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 2), dense2D<double>(6, 1), out), -2);
   EXPECT_EQ(out.cols(), 2u);  // untouched
+  dense2D<double> M3(6, 2), frames3(6, 2, 0.0);
+  for (unsigned n = 0; n < 2; ++n)
+    for (unsigned i = 0; i < 6; ++i) M3(i, n) = S[i] * (n + 1), frames3(i, n) = frame[i];
+  ASSERT_EQ(metrics_aniso3d_to_aniso2d(M3, frames3, out), 0);
+  EXPECT_EQ(out(2, 0) * 10 + out(2, 1), 12.0 * 10 + 24.0);
   EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 0), dense2D<double>(6, 0), out), 0);
   EXPECT_EQ(out.rows() * 10 + out.cols(), 30u);
   dense2D<double> frames(6, 2, 0.0);
