@@ -242,6 +242,8 @@ TEST(MetricBounds, ClampEigenvaluesKeepVectors) {
   EXPECT_EQ(bound_metrics(G, 0.5, 2), 0);
   EXPECT_EQ(G(0, 0), 0.25);
   EXPECT_NEAR(G(0, 1), 4, 1e-14);
+  EXPECT_EQ(bound_metrics(G, -1, 1), 0);  // one negative bound, the other still acts
+  EXPECT_NEAR(G(0, 0), 1, 1e-15);
   dense1D<double> H(3, 1.0);
   H[1] = nan;
   EXPECT_EQ(bound_metrics(H, 1, 0), 0);  // h_max taken at its word
