@@ -100,6 +100,8 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
 
   const matrix_fixed<double, 3, 2> frame = {{1, 0, 0, 0, 2, 0}};
   metric2 F;
+  metric_iso_to_aniso2d(0, frame, F);
+  EXPECT_EQ(F[0], 0.0);
   metric_iso_to_aniso2d(2, frame, F);
   EXPECT_EQ(F[0], 0.25);
   EXPECT_EQ(F[1], 0.0);
@@ -170,6 +172,7 @@ TEST(Gradation, WorkedExamples) {
       {{0, 1, 3}, {2, 0, 9}, {{0, 1}}, {}, 1, {2, 2, 9}},      // a hole filled
       {{0, 1, 3}, {0, 2, 9}, {{0, 1}}, {}, 2, {ln2, ln2, 9}},  // shrink, then fill
       {{0, 1, 3}, {0, -1, 9}, {{0, 1}}, {}, 0, {0, -1, 9}},    // nothing to fill from
+      {{0, 1, 3}, {-10, 1, 9}, {{0, 1}}, {}, 1, {1, 1, 9}},    // no step below 0; filled
       {{0, 1, 3}, {3, 3, 3}, {{0, 1}, {1, 2}}, {}, 0, {3, 3, 3}},
   };
   for (const example& k : examples) {

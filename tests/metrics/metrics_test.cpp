@@ -279,6 +279,11 @@ TEST(MetricRepair, FromSizesAndTensors) {
   EXPECT_EQ(overwrite_invalid_metrics(M, ref), 0);
   EXPECT_EQ(M(5, 0), 0.25);
   EXPECT_EQ(M(1, 0), 0.0);
+  EXPECT_EQ(M(0, 1), 9.0);  // a valid tensor stays, whatever the reference
+  M(0, 1) = 0;              // the repair walks every column
+  R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;
+  EXPECT_EQ(overwrite_invalid_metrics(M, R6), 0);
+  EXPECT_EQ(M(0, 1), 5.0);
 }
 
 TEST(EdgeMeasures, LogMeanAndLengths) {
@@ -308,6 +313,8 @@ TEST(EdgeMeasures, LogMeanAndLengths) {
               1e-15);
   EXPECT_DOUBLE_EQ(r1, 0.1);
   EXPECT_DOUBLE_EQ(r2, 0.4);
+  metric_iso_to_aniso(0, B);
+  EXPECT_EQ(B[0], 0.0);
   metric_iso_to_aniso(-1, B);
   EXPECT_EQ(B[0], 0.0);
   EXPECT_EQ(metric_edge_length(d, A, B, false, r1, r2), DBL_MAX);
