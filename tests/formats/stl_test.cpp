@@ -2,9 +2,11 @@
 // of its tolerance, files cut short, statuses, out-of-memory paths.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "alloc_seam.h"
 #include "files.h"
@@ -99,6 +101,8 @@ TEST(STL, StatusesInOrder) {
   EXPECT_EQ(STL_output(path.c_str(), pos, tris({0, 1, 3}), false), -3);
   EXPECT_EQ(slurp(path), "");  // created, nothing written
   EXPECT_EQ(STL_output(path.c_str(), pos, dense2D<unsigned>(2, 1, 0u), false), -3);
+  for (bool text : {true, false})  // every write fails
+    EXPECT_EQ(STL_output("/dev/full", pos, tris({0, 1, 2}), text), -1);
 
   dense2D<double> p(3, 1, 1.0);
   dense2D<unsigned> t(3, 1, 0u);
@@ -165,6 +169,29 @@ TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
                 t, false),
       1);
   EXPECT_EQ(p.cols(), 4u);
+
+  // Text cut short or off its form: the whole facets before stay, the
+  // vertices of the broken one stay only when no weld ran.
+  const std::string good = facet("0 0 1", "0 0 0", "1 0 0", "0 1 0"),
+                    flat = facet("0 0 0", "0 0 0", "1 0 0", "2 0 0");
+  const std::string broken = "facet normal 0 0 1\nouter loop\nvertex 7 7 7\nvertex 8 8 8\n";
+  struct {
+    std::string text;
+    int status;
+    unsigned nodes;
+  } cut[] = {
+      {"solid\n" + good + broken + "endloop\nendfacet\n", 1, 3},
+      {"solid\n" + flat + broken + "vertex 9 9 9\nendloop\n", 1, 6},
+      {"solid\n" + flat + broken + "vertex 9 9\nendloop\nendfacet\n", 1, 5},
+      {"solid\n" + flat + "FACET normal 0 0 1\n" + good, 1, 3},
+      {"solid\n" + good + "facet normal 0 0\n" + good, 1, 3},
+      {"solid\n" + flat.substr(0, flat.size() - 13), 0, 3},
+  };
+  for (const auto& c : cut) {
+    EXPECT_EQ(STL_input(spit("cut.stla", c.text).c_str(), p, t, true), c.status) << c.text;
+    EXPECT_EQ(p.cols(), c.nodes) << c.text;
+    EXPECT_EQ(t.cols(), unsigned(c.status)) << c.text;
+  }
 }
 
 TEST(STL, RoundTripsAClosedSurfaceAndReportsExhaustedMemory) {
@@ -177,7 +204,18 @@ TEST(STL, RoundTripsAClosedSurfaceAndReportsExhaustedMemory) {
     dense2D<unsigned> t;
     ASSERT_EQ(STL_input(path.c_str(), p, t, text), int(m.conn.cols()));
     EXPECT_EQ(p.cols(), m.pos.cols());
-    for (unsigned r = 0; r < 3; ++r) EXPECT_NEAR(p(r, t(r, 0)), m.pos(r, m.conn(r, 0)), 1e-6);
+    // The same triangles on new numbers: each node read stands for one
+    // original node everywhere, at its place within the file's precision.
+    std::vector<unsigned> original(p.cols(), NO_ID);
+    for (unsigned e = 0; e < t.cols(); ++e)
+      for (unsigned k = 0; k < 3; ++k) {
+        const unsigned a = t(k, e), o = m.conn(k, e);
+        ASSERT_LT(a, p.cols());
+        if (original[a] == NO_ID) original[a] = o;
+        EXPECT_EQ(original[a], o) << e << " " << k;
+        for (unsigned r = 0; r < 3; ++r)
+          EXPECT_NEAR(p(r, a), m.pos(r, o), 1e-6 * (1 + std::abs(m.pos(r, o))));
+      }
     unsigned failures = 0;
     qz4test::for_each_failing_allocation([&](unsigned) {
       const int s = STL_input(path.c_str(), p, t, text);
