@@ -185,6 +185,8 @@ TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
       {"solid\n" + flat + broken + "vertex 9 9\nendloop\nendfacet\n", 1, 5},
       {"solid\n" + flat + "FACET normal 0 0 1\n" + good, 1, 3},
       {"solid\n" + good + "facet normal 0 0\n" + good, 1, 3},
+      {"solid\n" + flat + "facet normal ++0 0 1\n" + good, 1, 3},
+      {"solid\n" + flat + "facet normal 0 x 1\n" + good, 1, 3},
       {"solid\n" + flat.substr(0, flat.size() - 13), 0, 3},
   };
   for (const auto& c : cut) {

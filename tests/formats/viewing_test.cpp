@@ -188,6 +188,11 @@ TEST(EnSight, PartsByPositionAndStatuses) {
   expected +=
       "part        2\n*************\ntetra4\n       1\n       1       1       3       2       4\n";
   EXPECT_EQ(slurp(path), expected);
+  // An empty connectivity has no part, yet takes up its number.
+  ASSERT_EQ(ensight_output(path.c_str(), pos, dense2D<unsigned>(3, 0), conn(4, {{0, 1, 2, 3}}),
+                           ET_TRIA3, ET_TETRA4),
+            0);
+  EXPECT_EQ(slurp(path), expected);
 
   ASSERT_EQ(ensight_output(path.c_str(), pos, conn(6, {{0, 1, 2, 3, 4, 5}, {5, 4, 3, 2, 1, 0}}),
                            ET_TRIA6),
