@@ -115,8 +115,8 @@ void text_writer::put_double(double value, char conv, int precision, int width) 
   char text[480];
   const auto r = std::to_chars(text, text + sizeof text, value, format, precision);
   if (r.ec != std::errc()) {
-    const char spec[] = {'%', '*', '.', '*', conv, '\0'};
-    printf(spec, width, precision, value);
+    const char pattern[] = {'%', '*', '.', '*', conv, '\0'};
+    printf(pattern, width, precision, value);
     return;
   }
   const int len = int(r.ptr - text);

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "qz4/tessellix/topology.h"
 #include "core/prefetch.h"
+#include "qz4/tessellix/topology.h"
 #include "topology/scratch.h"
 
 namespace qz4 {

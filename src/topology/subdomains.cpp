@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "qz4/tessellix/topology.h"
 #include "core/prefetch.h"
+#include "qz4/tessellix/topology.h"
 
 namespace qz4 {
 namespace tessellix {

@@ -77,8 +77,8 @@ TEST(TextWriter, NumbersAsPrintfWritesThem) {
       for (int p : precisions)
         for (double d : values) {
           if (c == 'f' && std::fabs(d) > 1e40) continue;
-          const char spec[] = {'%', '*', '.', '*', c, '|', '\0'};
-          std::snprintf(buf, sizeof buf, spec, 12, p, d);
+          const char pattern[] = {'%', '*', '.', '*', c, '|', '\0'};
+          std::snprintf(buf, sizeof buf, pattern, 12, p, d);
           expected += buf;
           w.put_double(d, c, p, 12);
           w.put('|');

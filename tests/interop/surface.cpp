@@ -19,9 +19,10 @@ int main(int argc, char** argv) {
   if (what == "write") {
     const support::mesh m = support::box_surface(3, 4, 5);
     normals.resize(3, m.pos.cols(), 0.0);
-    const int s = STL_output((path + "/ours_text.stl").c_str(), m.pos, m.conn, true) |
-                  STL_output((path + "/ours_binary.stl").c_str(), m.pos, m.conn, false) |
-                  WavefrontOBJ_output((path + "/ours.obj").c_str(), m.pos, normals, textures, m.conn, quad);
+    const int s =
+        STL_output((path + "/ours_text.stl").c_str(), m.pos, m.conn, true) |
+        STL_output((path + "/ours_binary.stl").c_str(), m.pos, m.conn, false) |
+        WavefrontOBJ_output((path + "/ours.obj").c_str(), m.pos, normals, textures, m.conn, quad);
     std::printf("%u %u 0\n", m.pos.cols(), m.conn.cols());
     return s == 0 ? 0 : 1;
   }

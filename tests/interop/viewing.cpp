@@ -23,7 +23,8 @@ int main(int argc, char** argv) {
     M(0, n) = M(2, n) = M(5, n) = 1 / (H[n] * H[n]);
   }
   int s = medit_output((dir + "/mesh.mesh").c_str(), m.pos, m.conn, m.type) |
-          medit_scalar((dir + "/size.sol").c_str(), 3, H) | medit_tensor((dir + "/metric.sol").c_str(), M) |
+          medit_scalar((dir + "/size.sol").c_str(), 3, H) |
+          medit_tensor((dir + "/metric.sol").c_str(), M) |
           vtk_output((dir + "/mesh.vtk").c_str(), m.pos, m.conn, m.type);
   if (std::FILE* f = std::fopen((dir + "/mesh.vtk").c_str(), "a")) {
     std::fprintf(f, "POINT_DATA %u\nSCALARS size double 1\nLOOKUP_TABLE default\n", H.size());
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
   } else {
     s = -1;
   }
-  std::printf("%u %u %.9g %.9g %.9g\n", m.pos.cols(), m.conn.cols(), m.pos(0, 1), m.pos(1, 1), m.pos(2, 1));
+  std::printf("%u %u %.9g %.9g %.9g\n", m.pos.cols(), m.conn.cols(), m.pos(0, 1), m.pos(1, 1),
+              m.pos(2, 1));
   return s == 0 ? 0 : 1;
 }

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "alloc_seam.h"
+#include "core/sort_elfes.h"
 #include "qz4/tessellix/topology.h"
 #include "structured_mesh.h"
-#include "core/sort_elfes.h"
 #include "topology_test_util.h"
 
 using namespace qz4;
