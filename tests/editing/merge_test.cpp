@@ -7,12 +7,15 @@
 #include <vector>
 
 #include "alloc_seam.h"
+#include "arrays.h"
 #include "editing_test_util.h"
 #include "qz4/tessellix/editing.h"
 #include "structured_mesh.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
+using namespace qz4test;
+using V = std::vector<unsigned>;
 
 namespace {
 
@@ -21,12 +24,6 @@ std::vector<unsigned> distinct(const std::vector<unsigned>& l) {
   for (unsigned v : l)
     if (v != NO_ID && std::find(u.begin(), u.end(), v) == u.end()) u.push_back(v);
   return u;
-}
-
-dense1D<unsigned> as_dense(const std::vector<unsigned>& v) {
-  dense1D<unsigned> d;
-  for (unsigned x : v) d.push_back(x);
-  return d;
 }
 
 struct merge_result {
@@ -120,19 +117,19 @@ void check_lists(unsigned seed, double tol) {
   l.push_back(NO_ID);
   l.push_back(all[3]);  // repeats and padding are not nodes of their own
   dense1D<unsigned> map;
-  int got = merge(pos, as_dense(l), map, tol);
+  int got = merge(pos, vec(l), map, tol);
   merge_result expect = reference_merge<D>(pos, l, l, tol);
   EXPECT_GT(expect.count, 0);
   EXPECT_EQ(got, expect.count);
-  ASSERT_EQ(std::vector<unsigned>(map.begin(), map.end()), expect.map);
+  ASSERT_EQ(std_of(map), expect.map);
 
   // Two different lists: nodes of the first go onto nodes of the second.
   const std::vector<unsigned> l1(all.begin(), all.begin() + all.size() * 2 / 3),
       l2(all.begin() + all.size() / 3, all.end());
-  got = merge(pos, as_dense(l1), as_dense(l2), map, tol);
+  got = merge(pos, vec(l1), vec(l2), map, tol);
   expect = reference_merge<D>(pos, l1, l2, tol);
   EXPECT_EQ(got, expect.count);
-  ASSERT_EQ(std::vector<unsigned>(map.begin(), map.end()), expect.map);
+  ASSERT_EQ(std_of(map), expect.map);
   for (unsigned i = 0; i < map.size(); ++i)
     if (map[i] != i) {
       EXPECT_NE(std::find(l1.begin(), l1.end(), i), l1.end());
@@ -155,15 +152,14 @@ void expect_same_as_general(const dense2D<double>& pos, double tol) {
   std::vector<unsigned> all(pos.cols());
   std::iota(all.begin(), all.end(), 0u);
   std::shuffle(all.begin(), all.end(), std::mt19937(7));
-  const dense1D<unsigned> l = as_dense(all), twin = as_dense(all);
+  const dense1D<unsigned> l = vec(all), twin = vec(all);
   dense1D<unsigned> fast, slow;
   const int a = merge(pos, l, fast, tol), b = merge(pos, l, twin, slow, tol);
   EXPECT_EQ(a, b);
-  ASSERT_EQ(std::vector<unsigned>(fast.begin(), fast.end()),
-            std::vector<unsigned>(slow.begin(), slow.end()));
+  ASSERT_EQ(std_of(fast), std_of(slow));
   const merge_result r = reference_merge<D>(pos, all, all, tol);
   EXPECT_EQ(a, r.count);
-  ASSERT_EQ(std::vector<unsigned>(fast.begin(), fast.end()), r.map);
+  ASSERT_EQ(std_of(fast), r.map);
 }
 
 TEST(Merge, SingleListShortcutAnswersAsTheWorker) {
@@ -202,117 +198,70 @@ TEST(Merge, ConnectivityGlobalIsTheListWorkerOnItsNodes) {
   const merge_result expect = reference_merge<2>(pos, order, order, 1e-9);
   dense1D<unsigned> map;
   EXPECT_EQ(merge(pos, soup, map, 1e-9, 0), int(3 * ne - m.pos.cols()));
-  ASSERT_EQ(std::vector<unsigned>(map.begin(), map.end()), expect.map);
+  ASSERT_EQ(std_of(map), expect.map);
   for (unsigned e = 0; e < ne; ++e)
     for (unsigned r = 0; r < 3; ++r) EXPECT_EQ(soup(r, e), expect.map[3 * e + r]);
   // Every survivor is the first corner of its place in element order.
   for (unsigned i = 0; i < map.size(); ++i) EXPECT_LE(map[i], i);
 }
 
-TEST(Merge, ChainSpansMoreThanTheTolerance) {
-  dense2D<double> pos(2, 3, 0.0);
-  pos(0, 1) = 0.5;  // A = 0, B = 1, C = 2
-  pos(0, 2) = 0.9;
-  dense1D<unsigned> ids(3), map;
-  std::iota(ids.begin(), ids.end(), 0u);
-  EXPECT_EQ(merge(pos, ids, map, 0.6), 2);
-  EXPECT_EQ(map[1], 0u);
-  EXPECT_EQ(map[2], 0u);
-}
-
-TEST(Merge, ToleranceLimits) {
-  dense2D<double> pos(3, 4, 0.0);
-  pos(0, 1) = 0.5;
-  pos(1, 3) = 1e-300;
-  dense1D<unsigned> ids(4), map;
-  std::iota(ids.begin(), ids.end(), 0u);
-  EXPECT_EQ(merge(pos, ids, map, 0.0), 1);  // 0 and 2 only
-  EXPECT_EQ(std::vector<unsigned>(map.begin(), map.end()), (std::vector<unsigned>{0, 1, 0, 3}));
-  EXPECT_EQ(merge(pos, ids, map, 0.5), 3);  // exactly the tolerance apart
-  EXPECT_EQ(map[1], 0u);
-  EXPECT_EQ(merge(pos, ids, map, std::nan("")), 0);
-  EXPECT_EQ(std::vector<unsigned>(map.begin(), map.end()), (std::vector<unsigned>{0, 1, 2, 3}));
-  // Built-in tolerance of the short forms: 1e-6.
-  dense2D<double> p2(2, 3, 0.0);
-  p2(0, 1) = 5e-7;
-  p2(0, 2) = 3e-6;
-  dense2D<unsigned> c(3, 1, 0u);
-  c(1, 0) = 1;
-  c(2, 0) = 2;
-  EXPECT_EQ(merge(p2, c), 1);
-  EXPECT_EQ(c(1, 0), 0u);
-  EXPECT_EQ(c(2, 0), 2u);
-}
-
-// Two segments whose nodes lie on each other's: elements far apart in their
-// own nodes, but coincident with the other's.
-TEST(Merge, LocalModesOnlyMergeWithinElements) {
-  dense2D<double> pos(2, 4, 0.0);
-  pos(0, 1) = 1;
-  pos(0, 3) = 1;
-  dense2D<unsigned> c(2, 2, 0u);
-  c(0, 0) = 0, c(1, 0) = 1, c(0, 1) = 2, c(1, 1) = 3;
-  dense2D<unsigned> c1;
-  c1.copy(c);
-  EXPECT_EQ(merge(pos, c1, 1e-3, 1), 0);
-  EXPECT_EQ(merge(pos, c1, 1e-3, 2), 0);
-  EXPECT_EQ(merge(pos, c, 1e-3, 0), 2);
-  EXPECT_EQ(c(0, 1), 0u);
-  EXPECT_EQ(c(1, 1), 1u);
-}
-
-TEST(Merge, LocalTieKeepsTheSmallerIndexGlobalTheFirstMet) {
-  dense2D<double> pos(3, 6, 0.0);
-  pos(0, 0) = 10;  // node 0 far away; 2 and 5 coincide
-  dense2D<unsigned> c(3, 1, 0u);
-  c(0, 0) = 5, c(1, 0) = 2, c(2, 0) = 0;
-  dense2D<unsigned> local;
-  local.copy(c);
+// Hand cases on nodes of the x axis. A chain spans more than the tolerance;
+// zero merges only equal places (0 and 1e-300 are apart) and a tolerance
+// equal to the distance merges; NaN merges nothing.
+TEST(Merge, TolerancesChainsAndLocalModes) {
+  const dense2D<double> pos = mat(2, std::vector<double>{0, 0, 0.5, 0, 0.9, 0});
   dense1D<unsigned> map;
-  EXPECT_EQ(merge(pos, local, map, 0.1, 1), 1);
-  EXPECT_EQ(map[5], 2u);
-  EXPECT_EQ(local(0, 0), 2u);
-  EXPECT_EQ(merge(pos, c, map, 0.1, 0), 1);
-  EXPECT_EQ(map[2], 5u);
-  EXPECT_EQ(c(1, 0), 5u);
-}
+  EXPECT_EQ(merge(pos, vec({0, 1, 2}), map, 0.6), 2);
+  EXPECT_EQ(std_of(map), (V{0, 0, 0}));
+  const dense2D<double> p4 = mat(3, std::vector<double>{0, 0, 0, .5, 0, 0, 0, 0, 0, 0, 1e-300, 0});
+  EXPECT_EQ(merge(p4, vec({0, 1, 2, 3}), map, 0.0), 1);
+  EXPECT_EQ(std_of(map), (V{0, 1, 0, 3}));
+  EXPECT_EQ(merge(p4, vec({0, 1, 2, 3}), map, 0.5), 3);
+  EXPECT_EQ(std_of(map), (V{0, 0, 0, 0}));
+  EXPECT_EQ(merge(p4, vec({0, 1, 2, 3}), map, std::nan("")), 0);
+  EXPECT_EQ(std_of(map), (V{0, 1, 2, 3}));
+  dense2D<unsigned> c = mat(3, {0, 1, 2});  // the short forms' tolerance: 1e-6
+  EXPECT_EQ(merge(mat(2, std::vector<double>{0, 0, 5e-7, 0, 3e-6, 0}), c), 1);
+  EXPECT_EQ(flat(c), (V{0, 0, 2}));
 
-TEST(Merge, RepeatedLocalPassesFollowRenumberedElements) {
-  dense2D<double> pos(2, 3, 0.0);
-  pos(0, 1) = 0.1;
-  pos(0, 2) = 0.28;
-  dense2D<unsigned> c(2, 2, 0u);
-  c(0, 0) = 0, c(1, 0) = 1, c(0, 1) = 1, c(1, 1) = 2;
-  dense2D<unsigned> once, again;
-  once.copy(c);
-  again.copy(c);
-  dense1D<unsigned> map;
-  EXPECT_EQ(merge(pos, once, map, 0.3, 1), 1);
-  EXPECT_EQ(std::vector<unsigned>(map.begin(), map.end()), (std::vector<unsigned>{0, 0, 2}));
-  EXPECT_EQ(once(0, 1), 0u);
-  EXPECT_EQ(once(1, 1), 2u);
-  EXPECT_EQ(merge(pos, again, map, 0.3, 2), 2);
-  EXPECT_EQ(std::vector<unsigned>(map.begin(), map.end()), (std::vector<unsigned>{0, 0, 0}));
-  EXPECT_EQ(merge(pos, c, map, 0.3, 0), 2);
-}
+  // Two segments on each other's nodes: local modes merge only within an
+  // element, the global one across.
+  const dense2D<double> seg = mat(2, std::vector<double>{0, 0, 1, 0, 0, 0, 1, 0});
+  dense2D<unsigned> s1 = mat(2, {0, 1, 2, 3}), s2 = mat(2, {0, 1, 2, 3});
+  EXPECT_EQ(merge(seg, s1, 1e-3, 1) + merge(seg, s1, 1e-3, 2), 0);
+  EXPECT_EQ(merge(seg, s2, 1e-3, 0), 2);
+  EXPECT_EQ(flat(s2), (V{0, 1, 0, 1}));
+  // A tie: the local mode keeps the smaller index, the global the first met.
+  dense2D<double> far(3, 6, 0.0);
+  far(0, 0) = 10;
+  dense2D<unsigned> l = mat(3, {5, 2, 0}), g = mat(3, {5, 2, 0});
+  EXPECT_EQ(merge(far, l, map, 0.1, 1), 1);
+  EXPECT_EQ(map[5] * 10 + l(0, 0), 22u);
+  EXPECT_EQ(merge(far, g, map, 0.1, 0), 1);
+  EXPECT_EQ(map[2] * 10 + g(1, 0), 55u);
+  // Repeated local passes follow the renumbered elements.
+  const dense2D<double> near = mat(2, std::vector<double>{0, 0, 0.1, 0, 0.28, 0});
+  dense2D<unsigned> once = mat(2, {0, 1, 1, 2}), again = mat(2, {0, 1, 1, 2}),
+                    glob = mat(2, {0, 1, 1, 2});
+  EXPECT_EQ(merge(near, once, map, 0.3, 1), 1);
+  EXPECT_EQ(std_of(map), (V{0, 0, 2}));
+  EXPECT_EQ(flat(once), (V{0, 0, 0, 2}));
+  EXPECT_EQ(merge(near, again, map, 0.3, 2), 2);
+  EXPECT_EQ(std_of(map), (V{0, 0, 0}));
+  EXPECT_EQ(merge(near, glob, map, 0.3, 0), 2);
 
-TEST(Merge, TwoConnectivitiesAndPadding) {
-  dense2D<double> pos(3, 5, 0.0);
-  for (unsigned j = 0; j < 5; ++j) pos(0, j) = j;
-  pos(0, 4) = 1;  // node 4 sits on node 1
-  dense2D<unsigned> a(4, 1, NO_ID), b(4, 1, NO_ID);
-  a(0, 0) = 0, a(1, 0) = 1, a(2, 0) = 2;
-  b(0, 0) = 3, b(1, 0) = 4, b(2, 0) = 2;
-  dense2D<unsigned> a_alias(a);
-  EXPECT_EQ(merge(pos, a, b), 1);
-  EXPECT_EQ(b(1, 0), 1u);
-  EXPECT_EQ(b(3, 0), NO_ID);
-  EXPECT_EQ(a_alias(1, 0), 1u);
-  dense1D<unsigned> map;
+  // Two connectivities with padding; node 4 sits on node 1.
+  const dense2D<double> line =
+      mat(3, std::vector<double>{0, 0, 0, 1, 0, 0, 2, 0, 0, 3, 0, 0, 1, 0, 0});
+  const unsigned X = NO_ID;
+  dense2D<unsigned> a = mat(4, {0, 1, 2, X}), b = mat(4, {3, 4, 2, X}), alias(a);
+  EXPECT_EQ(merge(line, a, b), 1);
+  EXPECT_EQ(flat(b), (V{3, 1, 2, X}));
+  EXPECT_EQ(alias(1, 0), 1u);
   b(1, 0) = 4;
-  EXPECT_EQ(merge(pos, a, b, map, 0.0, 2), 0);  // not in one element
+  EXPECT_EQ(merge(line, a, b, map, 0.0, 2), 0);  // not in one element
   dense2D<unsigned> range[2] = {a, b};
-  EXPECT_EQ(merge(pos, range, range + 2, 0.0, 0), 1);
+  EXPECT_EQ(merge(line, range, range + 2, 0.0, 0), 1);
   EXPECT_EQ(b(1, 0), 1u);
 }
 
