@@ -4,102 +4,83 @@
 #include <vector>
 
 #include "alloc_seam.h"
+#include "arrays.h"
 #include "qz4/tessellix/editing.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
+using namespace qz4test;
 
 namespace {
 
 const double pi = 3.14159265358979323846;
 
-dense2D<double> points(unsigned rows, std::vector<double> v) {
-  dense2D<double> m(rows, unsigned(v.size() / rows), 0.0);
-  for (unsigned k = 0; k < v.size(); ++k) m(k % rows, k / rows) = v[k];
-  return m;
-}
-std::vector<double> values(const dense2D<double>& m) {
-  std::vector<double> out;
-  for (unsigned j = 0; j < m.cols(); ++j)
-    for (unsigned i = 0; i < m.rows(); ++i) out.push_back(m(i, j));
-  return out;
-}
-std::vector<unsigned> values(const dense2D<unsigned>& m) {
-  std::vector<unsigned> out;
-  for (unsigned j = 0; j < m.cols(); ++j)
-    for (unsigned i = 0; i < m.rows(); ++i) out.push_back(m(i, j));
-  return out;
-}
-dense1D<unsigned> list(std::vector<unsigned> v) {
-  dense1D<unsigned> d;
-  for (unsigned x : v) d.push_back(x);
-  return d;
-}
+dense2D<double> points(unsigned rows, std::vector<double> v) { return mat(rows, v); }
+using P2 = vector_fixed<double, 2>;
+using P3 = vector_fixed<double, 3>;
+using D = std::vector<double>;
+using V = std::vector<unsigned>;
 
 TEST(Translate, GrowsRowsAndSkipsIdentity) {
   dense2D<double> p = points(1, {1, 2});
-  EXPECT_EQ(translate(p, vector_fixed<double, 2>{{0, 0}}), 0);
+  EXPECT_EQ(translate(p, P2{{0, 0}}), 0);
   EXPECT_EQ(p.rows(), 1u);
-  EXPECT_EQ(translate(p, vector_fixed<double, 2>{{1, 2}}), 2);
-  EXPECT_EQ(values(p), (std::vector<double>{2, 2, 3, 2}));
+  EXPECT_EQ(translate(p, P2{{1, 2}}), 2);
+  EXPECT_EQ(flat(p), (D{2, 2, 3, 2}));
   dense2D<double> q = points(3, {1, 1, 1, 2, 2, 2});
   const dense2D<double> other(q);
-  EXPECT_EQ(translate(q, vector_fixed<double, 2>{{1, -1}}), 2);
-  EXPECT_EQ(values(other), (std::vector<double>{2, 0, 1, 3, 1, 2}));  // z kept, shared storage
+  EXPECT_EQ(translate(q, P2{{1, -1}}), 2);
+  EXPECT_EQ(flat(other), (D{2, 0, 1, 3, 1, 2}));  // z kept, shared storage
   dense2D<double> none;
-  EXPECT_EQ(translate(none, vector_fixed<double, 3>{{1, 1, 1}}), 0);
+  EXPECT_EQ(translate(none, P3{{1, 1, 1}}), 0);
   EXPECT_EQ(none.rows(), 0u);
 }
 
 TEST(Translate, SubsetsAndConnectivities) {
   dense2D<double> p = points(2, {0, 0, 1, 1, 2, 2});
-  EXPECT_EQ(translate(p, vector_fixed<double, 2>{{1, 0}}, list({2, 0, 2, 3})), 3);
-  EXPECT_EQ(values(p), (std::vector<double>{1, 0, 1, 1, 4, 2}));
-  EXPECT_EQ(translate(p, vector_fixed<double, 3>{{0, 0, 1}}, list({})), 0);
+  EXPECT_EQ(translate(p, P2{{1, 0}}, vec({2, 0, 2, 3})), 3);
+  EXPECT_EQ(flat(p), (D{1, 0, 1, 1, 4, 2}));
+  EXPECT_EQ(translate(p, P3{{0, 0, 1}}, vec({})), 0);
   EXPECT_EQ(p.rows(), 2u);
-  dense2D<unsigned> c(2, 2, NO_ID);
-  c(0, 0) = 1, c(1, 0) = 0, c(0, 1) = 1;
-  EXPECT_EQ(translate(p, vector_fixed<double, 3>{{0, 0, 1}}, c), 2);  // each node once
-  EXPECT_EQ(values(p), (std::vector<double>{1, 0, 1, 1, 1, 1, 4, 2, 0}));
+  dense2D<unsigned> c = mat(2, {1, 0, 1, NO_ID});
+  EXPECT_EQ(translate(p, P3{{0, 0, 1}}, c), 2);  // each node once
+  EXPECT_EQ(flat(p), (D{1, 0, 1, 1, 1, 1, 4, 2, 0}));
 }
 
 TEST(Rotate, PlanarAndSpatial) {
   dense2D<double> p = points(2, {2, 1, 1, 1});
-  EXPECT_EQ(rotate(p, vector_fixed<double, 2>{{1, 1}}, 0.0), 0);
-  EXPECT_EQ(rotate(p, vector_fixed<double, 2>{{1, 1}}, pi / 2), 2);
+  EXPECT_EQ(rotate(p, P2{{1, 1}}, 0.0), 0);
+  EXPECT_EQ(rotate(p, P2{{1, 1}}, pi / 2), 2);
   EXPECT_NEAR(p(0, 0), 1, 1e-15);
-  EXPECT_NEAR(p(1, 0), 2, 1e-15);
+  EXPECT_EQ(flat(p.sub_matrix(1, 0, 1, 2)), (D{2, 1}));
   EXPECT_EQ(p(0, 1), 1);
-  EXPECT_EQ(p(1, 1), 1);
   // An empty list still grows the matrix, and moves nothing.
   dense2D<double> row = points(1, {3});
-  EXPECT_EQ(rotate(row, vector_fixed<double, 2>{{0, 0}}, 1.0, list({})), 0);
+  EXPECT_EQ(rotate(row, P2{{0, 0}}, 1.0, vec({})), 0);
   EXPECT_EQ(row.rows(), 2u);
-  EXPECT_EQ(rotate(row, vector_fixed<double, 2>{{0, 0}}, pi, list({0, 1})), 1);
+  EXPECT_EQ(rotate(row, P2{{0, 0}}, pi, vec({0, 1})), 1);
   EXPECT_NEAR(row(0, 0), -3, 1e-15);
 
   // About the x axis through (0, 5, 5): nodes on the axis stay.
   dense2D<double> s = points(2, {4, 5, 0, 6});
-  const vector_fixed<double, 3> c = {{0, 5, 5}}, r = {{pi / 2, 0, 0}};
+  const P3 c = {{0, 5, 5}}, r = {{pi / 2, 0, 0}};
   s(1, 0) = 5;
   EXPECT_EQ(rotate(s, c, r), 2);
   ASSERT_EQ(s.rows(), 3u);  // a 2-row matrix becomes 3-row
   // Node 0 was (4, 5, 0): offset (0, 0, -5) turns to (0, 5, 0).
-  EXPECT_NEAR(s(0, 0), 4, 1e-14);
-  EXPECT_NEAR(s(1, 0), 10, 1e-14);
-  EXPECT_NEAR(s(2, 0), 5, 1e-14);
+  for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(s(k, 0), (D{4, 10, 5})[k], 1e-14);
   dense2D<double> on = points(3, {7, 5, 5});
-  EXPECT_EQ(rotate(on, c, r, list({0, 1})), 1);
-  EXPECT_EQ(values(on), (std::vector<double>{7, 5, 5}));
+  EXPECT_EQ(rotate(on, c, r, vec({0, 1})), 1);
+  EXPECT_EQ(flat(on), (D{7, 5, 5}));
 }
 
 // Around 0.001 the Rodrigues factors switch to their series; both sides must
 // agree with the closed form to rounding.
 TEST(Rotate, SmallAnglesAreContinuous) {
   for (double t : {0.0005, 0.000999, 0.001001, 0.0015}) {
-    const vector_fixed<double, 3> r = {{0, 0, t}};
+    const P3 r = {{0, 0, t}};
     dense2D<double> p = points(3, {1, 0, 0});
-    rotate(p, vector_fixed<double, 3>{{0, 0, 0}}, r);
+    rotate(p, P3{{0, 0, 0}}, r);
     EXPECT_NEAR(p(0, 0), std::cos(t), 4e-16) << t;
     EXPECT_NEAR(p(1, 0), std::sin(t), 1e-16) << t;
     EXPECT_EQ(p(2, 0), 0);
@@ -108,112 +89,85 @@ TEST(Rotate, SmallAnglesAreContinuous) {
 
 TEST(Zoom, FormulaAndSubsets) {
   dense2D<double> p = points(2, {1, 2, 3, 4});
-  EXPECT_EQ(zoom(p, vector_fixed<double, 2>{{1, 1}}, 1.0), 0);
-  EXPECT_EQ(zoom(p, vector_fixed<double, 2>{{1, 1}}, 2.0), 2);
-  EXPECT_EQ(values(p), (std::vector<double>{1, 3, 5, 7}));
-  EXPECT_EQ(zoom(p, vector_fixed<double, 3>{{1, 1, 1}}, -1.0, list({1, 1})), 0);  // moved twice
-  EXPECT_EQ(values(p), (std::vector<double>{1, 3, 0, 5, 7, 0}));
-  dense2D<unsigned> c(1, 1, 0u);
-  EXPECT_EQ(zoom(p, vector_fixed<double, 3>{{1, 1, 1}}, 0.0, c), 0);
-  EXPECT_EQ(p(0, 0), 1);
-  EXPECT_EQ(p(1, 0), 1);
-  EXPECT_EQ(p(2, 0), 1);
+  EXPECT_EQ(zoom(p, P2{{1, 1}}, 1.0), 0);
+  EXPECT_EQ(zoom(p, P2{{1, 1}}, 2.0), 2);
+  EXPECT_EQ(flat(p), (D{1, 3, 5, 7}));
+  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, -1.0, vec({1, 1})), 0);  // moved twice
+  EXPECT_EQ(flat(p), (D{1, 3, 0, 5, 7, 0}));
+  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, 0.0, mat(1, {0})), 0);
+  EXPECT_EQ(flat(p.sub_matrix(0, 0, 3, 1)), (D{1, 1, 1}));
 }
 
 TEST(CopyMesh, OneCopyKeepsPadding) {
   dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0});
-  dense2D<unsigned> src(4, 2, NO_ID), copy;
-  src(0, 0) = 2, src(1, 0) = 1, src(2, 0) = 3;
-  src(0, 1) = 1, src(1, 1) = 2;
+  dense2D<unsigned> src = mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID}), copy;
   EXPECT_EQ(copy_mesh(p, copy, src), 0);
-  EXPECT_EQ(values(copy), (std::vector<unsigned>{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID}));
-  EXPECT_EQ(values(p), (std::vector<double>{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
+  EXPECT_EQ(flat(copy), (V{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID}));
+  EXPECT_EQ(flat(p), (D{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
 }
 
 TEST(CopyMesh, RepeatedCopiesTurnAndShift) {
   dense2D<double> p = points(2, {1, 0, 2, 0});
-  dense2D<unsigned> src(2, 1, 0u), copies(1, 1, 9u);
-  src(1, 0) = 1;
-  EXPECT_EQ(copy_mesh(p, copies, vector_fixed<double, 2>{{0, 10}}, vector_fixed<double, 2>{{0, 0}},
-                      pi / 2, 3, src),
-            0);
+  dense2D<unsigned> src = mat(2, {0, 1}), copies = mat(1, {9});
+  EXPECT_EQ(copy_mesh(p, copies, P2{{0, 10}}, P2{{0, 0}}, pi / 2, 3, src), 0);
   EXPECT_EQ(p.cols(), 8u);
-  EXPECT_EQ(values(copies), (std::vector<unsigned>{9, NO_ID, 2, 3, 4, 5, 6, 7}));
+  EXPECT_EQ(flat(copies), (V{9, NO_ID, 2, 3, 4, 5, 6, 7}));
   // Copy k: rotated by k quarter turns about the origin, then up by 10 k.
   const double expect[3][2][2] = {{{0, 11}, {0, 12}}, {{-1, 20}, {-2, 20}}, {{0, 29}, {0, 28}}};
   for (unsigned k = 0; k < 3; ++k)
     for (unsigned n = 0; n < 2; ++n)
       for (unsigned d = 0; d < 2; ++d) EXPECT_NEAR(p(d, 2 + 2 * k + n), expect[k][n][d], 1e-14);
   dense2D<double> none;
-  EXPECT_EQ(copy_mesh(none, copies, vector_fixed<double, 2>{{0, 1}},
-                      vector_fixed<double, 2>{{0, 0}}, 1.0, 3, src),
-            0);
-  EXPECT_EQ(copy_mesh(p, copies, vector_fixed<double, 2>{{0, 1}}, vector_fixed<double, 2>{{0, 0}},
-                      1.0, 0, src),
-            0);
+  EXPECT_EQ(copy_mesh(none, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 3, src), 0);
+  EXPECT_EQ(copy_mesh(p, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 0, src), 0);
   EXPECT_EQ(p.cols(), 8u);
 }
 
 TEST(CopyMesh, SourceAsDestination) {
   // The planar form copies the source as it was on entry...
   dense2D<double> p = points(2, {0, 0, 1, 0});
-  dense2D<unsigned> c(2, 1, 0u);
-  c(1, 0) = 1;
-  EXPECT_EQ(
-      copy_mesh(p, c, vector_fixed<double, 2>{{1, 0}}, vector_fixed<double, 2>{{0, 0}}, 0.0, 2, c),
-      0);
-  EXPECT_EQ(values(c), (std::vector<unsigned>{0, 1, 2, 3, 4, 5}));
+  dense2D<unsigned> c = mat(2, {0, 1});
+  EXPECT_EQ(copy_mesh(p, c, P2{{1, 0}}, P2{{0, 0}}, 0.0, 2, c), 0);
+  EXPECT_EQ(flat(c), (V{0, 1, 2, 3, 4, 5}));
   // ...the spatial form reads it as it grows.
   dense2D<double> q = points(3, {0, 0, 0, 1, 0, 0});
-  dense2D<unsigned> d(2, 1, 0u);
-  d(1, 0) = 1;
-  EXPECT_EQ(copy_mesh(q, d, vector_fixed<double, 3>{{0, 0, 1}}, vector_fixed<double, 3>{{0, 0, 0}},
-                      vector_fixed<double, 3>{{0, 0, 0}}, 2, d),
-            0);
-  EXPECT_EQ(values(d), (std::vector<unsigned>{0, 1, 2, 3, 4, 5, 6, 7}));
+  dense2D<unsigned> d = mat(2, {0, 1});
+  EXPECT_EQ(copy_mesh(q, d, P3{{0, 0, 1}}, P3{{0, 0, 0}}, P3{{0, 0, 0}}, 2, d), 0);
+  EXPECT_EQ(flat(d), (V{0, 1, 2, 3, 4, 5, 6, 7}));
   EXPECT_EQ(q(2, 5), 2.0);  // copy of node 1, shifted twice
   EXPECT_EQ(q(2, 7), 3.0);  // copy of node 3 of the first copy
 }
 
 TEST(CopySymMesh, MirrorsOnNewNodes) {
   dense2D<double> p = points(2, {1, 0, 3, 2});
-  dense2D<unsigned> src(2, 1, 0u), copy;
-  src(1, 0) = 1;
+  dense2D<unsigned> src = mat(2, {0, 1}), copy;
   // The line x = 1, normal of length 2.
-  EXPECT_EQ(
-      copy_sym_mesh(p, copy, vector_fixed<double, 2>{{1, 5}}, vector_fixed<double, 2>{{2, 0}}, src),
-      0);
-  EXPECT_EQ(values(copy), (std::vector<unsigned>{2, 3}));
-  EXPECT_EQ(values(p), (std::vector<double>{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
-  dense2D<double> flat = points(1, {1});
+  EXPECT_EQ(copy_sym_mesh(p, copy, P2{{1, 5}}, P2{{2, 0}}, src), 0);
+  EXPECT_EQ(flat(copy), (V{2, 3}));
+  EXPECT_EQ(flat(p), (D{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
+  dense2D<double> line = points(1, {1});
   dense2D<unsigned> one(1, 1, 0u);
-  EXPECT_EQ(copy_sym_mesh(flat, copy, vector_fixed<double, 3>{{0, 0, 1}},
-                          vector_fixed<double, 3>{{0, 0, 1}}, one),
-            0);
-  EXPECT_EQ(values(flat), (std::vector<double>{1, 0, 0, 1, 0, 2}));
+  EXPECT_EQ(copy_sym_mesh(line, copy, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), 0);
+  EXPECT_EQ(flat(line), (D{1, 0, 0, 1, 0, 2}));
   dense2D<double> none;
-  const vector_fixed<double, 3> zero = {{0, 0, 0}};
+  const P3 zero = {{0, 0, 0}};
   EXPECT_EQ(copy_sym_mesh(none, copy, zero, zero, one), 0);
-  EXPECT_EQ(copy_sym_mesh(flat, copy, zero, zero, one), -4);
+  EXPECT_EQ(copy_sym_mesh(line, copy, zero, zero, one), -4);
 }
 
 TEST(CopyMesh, ExhaustedMemory) {
   // Inputs are made before the allocator starts failing.
   struct input {
     dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0});
-    dense2D<unsigned> src{3, 1, 0u}, copies;
-    input() { src(1, 0) = 1, src(2, 0) = 2; }
+    dense2D<unsigned> src = mat(3, {0, 1, 2}), copies;
   };
   std::vector<input> inputs(64);
   const unsigned runs = qz4test::for_each_failing_allocation([&](unsigned k) {
     dense2D<double>& p = inputs[k].p;
-    dense2D<unsigned>& src = inputs[k].src;
-    dense2D<unsigned>& copies = inputs[k].copies;
+    dense2D<unsigned>&src = inputs[k].src, &copies = inputs[k].copies;
     const int a = copy_mesh(p, copies, src);
-    const int b = copy_mesh(p, copies, vector_fixed<double, 2>{{1, 0}},
-                            vector_fixed<double, 2>{{0, 0}}, 1.0, 2, src);
-    const int c = copy_sym_mesh(p, copies, vector_fixed<double, 3>{{1, 0, 0}},
-                                vector_fixed<double, 3>{{1, 0, 0}}, src);
+    const int b = copy_mesh(p, copies, P2{{1, 0}}, P2{{0, 0}}, 1.0, 2, src);
+    const int c = copy_sym_mesh(p, copies, P3{{1, 0, 0}}, P3{{1, 0, 0}}, src);
     for (int s : {a, b, c}) EXPECT_TRUE(s == 0 || s == -199) << s;
   });
   EXPECT_GE(runs, 3u);
