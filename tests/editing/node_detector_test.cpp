@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "arrays.h"
 #include "editing_test_util.h"
 #include "qz4/tessellix/editing.h"
 
@@ -13,8 +14,12 @@ using namespace qz4::tessellix;
 using qz4test::coincident_points;
 using qz4test::grid_points;
 using qz4test::random_points;
+using qz4test::std_of;
+using qz4test::vec;
 
 namespace {
+using P2 = vector_fixed<double, 2>;
+using P3 = vector_fixed<double, 3>;
 
 // Expected words from Python's own MT19937 (random.setstate) started from the
 // state x[0] = seed | 1, x[k] = 69069 x[k-1].
@@ -223,10 +228,10 @@ TEST(NodeDetector, FindInBoxMatchesBruteForceInPreOrder) {
 TEST(NodeDetector, EmptyAndFailedStates) {
   node_detector empty;
   EXPECT_EQ(empty.size(), 0u);
-  EXPECT_EQ(empty.find_closest(vector_fixed<double, 3>{{0, 0, 0}}), NO_ID);
+  EXPECT_EQ(empty.find_closest(P3{{0, 0, 0}}), NO_ID);
   EXPECT_EQ(empty.find_closest(0u), NO_ID);
   dense1D<unsigned> found(2, 9u);
-  empty.find_in_box(vector_fixed<double, 2>{{-1, -1}}, vector_fixed<double, 2>{{1, 1}}, found);
+  empty.find_in_box(P2{{-1, -1}}, P2{{1, 1}}, found);
   EXPECT_EQ(found.size(), 2u);
   EXPECT_EQ(empty.insert(dense1D<unsigned>(3, 0u)), 0u);
 
@@ -234,7 +239,7 @@ TEST(NodeDetector, EmptyAndFailedStates) {
   node_detector d0;
   EXPECT_EQ(d0.reinit(none), 0);
   EXPECT_EQ(d0.size(), 0u);
-  EXPECT_EQ(d0.find_closest(vector_fixed<double, 2>{{0, 0}}), NO_ID);
+  EXPECT_EQ(d0.find_closest(P2{{0, 0}}), NO_ID);
 
   dense2D<double> pos = random_points(3, 20, 3), four(4, 5, 0.0);
   node_detector d(pos);
@@ -257,32 +262,25 @@ TEST(NodeDetector, InsertCountsAndDuplicates) {
   dense1D<unsigned> none;
   node_detector d(pos, none);
   EXPECT_EQ(d.size(), 0u);
-  dense1D<unsigned> batch;
-  for (unsigned v : {4u, 9u, 0u, 8u}) batch.push_back(v);
+  dense1D<unsigned> batch = vec({4, 9, 0, 8});
   EXPECT_EQ(d.insert(batch), 3u);  // 9 is not a column
   EXPECT_EQ(batch[1], 9u);         // the caller's list is not touched
   EXPECT_EQ(d.insert(batch), 3u);
   EXPECT_EQ(d.size(), 6u);
   dense1D<unsigned> found;
-  d.find_in_box(vector_fixed<double, 2>{{0, 0}}, vector_fixed<double, 2>{{2, 2}}, found);
-  std::vector<unsigned> got(found.begin(), found.end());
-  std::sort(got.begin(), got.end());
-  EXPECT_EQ(got, (std::vector<unsigned>{0, 0, 4, 4, 8, 8}));
+  d.find_in_box(P2{{0, 0}}, P2{{2, 2}}, found);
+  std::sort(found.begin(), found.end());
+  EXPECT_EQ(std_of(found), (std::vector<unsigned>{0, 0, 4, 4, 8, 8}));
   // Growing the caller's matrix makes node 9 acceptable.
-  pos.resize(2, 10);
-  pos(0, 9) = 5;
-  pos(1, 9) = 5;
+  pos.resize(2, 10, 5.0);
   EXPECT_EQ(d.insert(dense1D<unsigned>(1, 9u)), 1u);
-  EXPECT_EQ(d.find_closest(vector_fixed<double, 2>{{4, 4}}), 9u);
+  EXPECT_EQ(d.find_closest(P2{{4, 4}}), 9u);
   // Insertion from a connectivity takes each distinct node once.
-  dense2D<unsigned> conn(2, 2, NO_ID);
-  conn(0, 0) = 1;
-  conn(0, 1) = 1;
-  conn(1, 1) = 2;
+  dense2D<unsigned> conn = qz4test::mat(2, {1, NO_ID, 1, 2});
   EXPECT_EQ(d.insert(conn), 2u);
   node_detector fromconn(pos, conn);
   EXPECT_EQ(fromconn.size(), 2u);
-  EXPECT_EQ(fromconn.find_closest(vector_fixed<double, 2>{{9, 9}}), 2u);
+  EXPECT_EQ(fromconn.find_closest(P2{{9, 9}}), 2u);
 }
 
 TEST(NodeDetector, ExactHitsTiesAndSelf) {
@@ -296,7 +294,7 @@ TEST(NodeDetector, ExactHitsTiesAndSelf) {
   EXPECT_TRUE(a == 1 || a == 2);
   // Equidistant answers depend on nothing but the tree.
   dense2D<double> g = grid_points(3, 4, 4, 4);
-  const vector_fixed<double, 3> mid = {{1.5, 1.5, 1.5}};
+  const P3 mid = {{1.5, 1.5, 1.5}};
   node_detector g1(g), g2(g);
   EXPECT_EQ(g1.find_closest(mid), g2.find_closest(mid));
   node_detector g3(g, dense1D<unsigned>());
@@ -306,12 +304,11 @@ TEST(NodeDetector, ExactHitsTiesAndSelf) {
   EXPECT_EQ(g3.find_closest(mid), g1.find_closest(mid));
   // A box of zero size on a node finds it.
   dense1D<unsigned> found;
-  const vector_fixed<double, 3> at = {{2, 1, 3}};
+  const P3 at = {{2, 1, 3}};
   g1.find_in_box(at, at, found);
-  ASSERT_EQ(found.size(), 1u);
-  EXPECT_EQ(found[0], 2u + 4u * 1u + 16u * 3u);
+  EXPECT_EQ(std_of(found), (std::vector<unsigned>{2 + 4 * 1 + 16 * 3}));
   found.clear();
-  g1.find_in_box(vector_fixed<double, 3>{{2, 0, 0}}, vector_fixed<double, 3>{{1, 3, 3}}, found);
+  g1.find_in_box(P3{{2, 0, 0}}, P3{{1, 3, 3}}, found);
   EXPECT_EQ(found.size(), 0u);
 }
 
@@ -319,21 +316,19 @@ TEST(NodeDetector, MixedDimensionsAndLaterChanges) {
   dense2D<double> p3 = grid_points(3, 3, 3, 3);
   node_detector d3(p3);
   // A 2D point on a 3D tree has z = 0; a 2D box only matches z exactly 0.
-  EXPECT_EQ(d3.find_closest(vector_fixed<double, 2>{{2, 1}}), 5u);
+  EXPECT_EQ(d3.find_closest(P2{{2, 1}}), 5u);
   dense1D<unsigned> found;
-  d3.find_in_box(vector_fixed<double, 2>{{0, 0}}, vector_fixed<double, 2>{{0, 0}}, found);
-  ASSERT_EQ(found.size(), 1u);
-  EXPECT_EQ(found[0], 0u);
+  d3.find_in_box(P2{{0, 0}}, P2{{0, 0}}, found);
+  EXPECT_EQ(std_of(found), (std::vector<unsigned>{0}));
   dense2D<double> p2 = grid_points(2, 3, 3, 1);
   node_detector d2(p2);
-  EXPECT_EQ(d2.find_closest(vector_fixed<double, 3>{{2, 2, 50}}), 8u);
+  EXPECT_EQ(d2.find_closest(P3{{2, 2, 50}}), 8u);
   found.clear();
-  d2.find_in_box(vector_fixed<double, 3>{{1, 1, 5}}, vector_fixed<double, 3>{{1, 1, 4}}, found);
+  d2.find_in_box(P3{{1, 1, 5}}, P3{{1, 1, 4}}, found);
   EXPECT_EQ(found.size(), 1u);  // z dropped
   // The tree reads the caller's matrix at every call.
-  p2(0, 8) = 100;
-  p2(1, 8) = 100;
-  EXPECT_EQ(d2.find_closest(vector_fixed<double, 3>{{100, 100, 0}}), 8u);
+  p2(0, 8) = p2(1, 8) = 100;
+  EXPECT_EQ(d2.find_closest(P3{{100, 100, 0}}), 8u);
 }
 
 TEST(NodeDetector, CopiesOwnTheirTree) {
@@ -343,7 +338,7 @@ TEST(NodeDetector, CopiesOwnTheirTree) {
   node_detector as;
   as = src;
   as = as;
-  const vector_fixed<double, 2> q = {{0.3, 0.6}};
+  const P2 q = {{0.3, 0.6}};
   const unsigned long expect = src.find_closest(q);
   src.clear();
   EXPECT_EQ(src.size(), 0u);
