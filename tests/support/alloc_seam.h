@@ -3,6 +3,8 @@
 #ifndef QZ4_TEST_ALLOC_SEAM_H
 #define QZ4_TEST_ALLOC_SEAM_H
 
+#include <gtest/gtest.h>
+
 namespace qz4test {
 
 /// While alive, block allocation number `k` (counted from 1 from the moment of
@@ -33,6 +35,20 @@ unsigned for_each_failing_allocation(F run) {
     if (!seam.failed()) break;
   }
   return k - 1;
+}
+
+/// Runs `call(k)` with each allocation k failing in turn: every run returns `ok`
+/// or -199, and at least one meets a refused allocation. Checks of what a
+/// failed call leaves behind go inside `call`.
+template <class F>
+void expect_ok_or_out_of_memory(F call, int ok = 0) {
+  unsigned refused = 0;
+  for_each_failing_allocation([&](unsigned k) {
+    const int s = call(k);
+    refused += s == -199;
+    EXPECT_TRUE(s == ok || s == -199) << "status " << s << " with allocation " << k << " failing";
+  });
+  EXPECT_GT(refused, 0u);
 }
 
 }  // namespace qz4test
