@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
+#include "core/scratch.h"
 #include "editing/node_tree.h"
 #include "qz4/tessellix/editing.h"
-#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "core/element_tables.h"
+#include "core/scratch.h"
 #include "qz4/tessellix/topology.h"
-#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/prefetch.h"
+#include "core/scratch.h"
 #include "qz4/tessellix/topology.h"
-#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {

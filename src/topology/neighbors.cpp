@@ -17,9 +17,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/scratch.h"
 #include "qz4/tessellix/topology.h"
 #include "topology/boundary_kinds.h"
-#include "topology/scratch.h"
 
 namespace qz4 {
 namespace tessellix {

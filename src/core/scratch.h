@@ -5,8 +5,8 @@
 // therefore aligned to 2 MiB and, on Linux, offered to the kernel for huge
 // pages, which take one fault where small pages take 512. Like a standard
 // container, an allocation failure throws std::bad_alloc.
-#ifndef QZ4_TESSELLIX_TOPOLOGY_SCRATCH_H
-#define QZ4_TESSELLIX_TOPOLOGY_SCRATCH_H
+#ifndef QZ4_TESSELLIX_CORE_SCRATCH_H
+#define QZ4_TESSELLIX_CORE_SCRATCH_H
 
 #include <cstddef>
 #include <cstdlib>
