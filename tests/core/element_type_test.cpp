@@ -10,15 +10,6 @@
 using namespace qz4;
 using namespace qz4::tessellix::detail;
 
-TEST(ElementTables, CountsOfEveryKind) {
-  const unsigned nodes[21] = {0, 1, 0, 2, 3, 0, 3, 4, 6, 8, 9, 0, 4, 10, 5, 14, 6, 18, 8, 20, 27};
-  const unsigned corners[21] = {0, 1, 2, 2, 2, 0, 3, 4, 3, 4, 4, 0, 4, 4, 5, 5, 6, 6, 8, 8, 8};
-  for (int t = 0; t < 21; ++t) {
-    EXPECT_EQ(element_nodes[t], nodes[t]) << t;
-    EXPECT_EQ(element_corners[t], corners[t]) << t;
-  }
-}
-
 // Every edge of a shape lies on exactly two of its boundaries (one for a
 // surface shape's edge, which is its own boundary), and the edge lists hold
 // each corner pair once: the two tables describe the same solid.
