@@ -78,14 +78,16 @@ TEST(Rotate, PlanarAndSpatial) {
 // Around 0.001 the Rodrigues factors switch to their series; both sides must
 // agree with the closed form to rounding.
 TEST(Rotate, SmallAnglesAreContinuous) {
-  for (double t : {0.0005, 0.000999, 0.001001, 0.0015}) {
-    const P3 r = {{0, 0, t}};
-    dense2D<double> p = points(3, {1, 0, 0});
-    rotate(p, P3{{0, 0, 0}}, r);
-    EXPECT_NEAR(p(0, 0), std::cos(t), 4e-16) << t;
-    EXPECT_NEAR(p(1, 0), std::sin(t), 1e-16) << t;
-    EXPECT_EQ(p(2, 0), 0);
-  }
+  for (double t : {0.0005, 0.000999, 0.001001, 0.0015})
+    for (unsigned axis : {1u, 2u}) {  // about y, then about z
+      P3 r = {{0, 0, 0}};
+      r[axis] = t;
+      dense2D<double> p = points(3, {1, 0, 0});
+      rotate(p, P3{{0, 0, 0}}, r);
+      EXPECT_NEAR(p(0, 0), std::cos(t), 4e-16) << t;
+      EXPECT_NEAR(p(3 - axis, 0), axis == 2 ? std::sin(t) : -std::sin(t), 1e-16) << t;
+      EXPECT_EQ(p(axis, 0), 0);
+    }
 }
 
 TEST(Zoom, FormulaAndSubsets) {

@@ -98,6 +98,7 @@ TEST(OBJ, ReadsEveryStatementForm) {
       {"v 1 2 3\nv 1 2 inf\n", 1},          // not a number a stream reads
       {"# c\nvn 0 0\nv 1 2 3\n", 0},        // not 3 normal components
       {"vt 1 2 3 4\n", 0},                  // too many texture components
+      {"v 1e-400 0 0\nv 1e400 0 0\n", 1},   // underflow reads as the C library does, overflow fails
       {"v 1 2 3\nf 1/1 1/1 1/1\n", 1},      // texture numbers before any "vt"
       {"v 1 2 3\nf 1 1 1x\n", 1},           // a bad character after a number
       {"f 1//1 1//1 1//1\nvn 0 0 1\n", 0},  // "vn" after the face that uses it

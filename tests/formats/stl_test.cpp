@@ -64,6 +64,10 @@ TEST(STL, WritesExactTextAndBinaryAndStatusesInOrder) {
       slurp(path),
       binary(std::string("QZ4 STL Binary"), 2,
              {0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0}, false));
+  ASSERT_EQ(STL_output(path.c_str(), mat(3, std::vector<double>{0, 0, 0, 1, 0, 0, 0, 0, 1}),
+                       mat(3, {0, 1, 2}), false),
+            0);
+  EXPECT_EQ(slurp(path), binary("QZ4 STL Binary", 1, {0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, false));
   ASSERT_EQ(STL_output(path.c_str(), pos, dense2D<unsigned>(), true), 0);
   EXPECT_EQ(slurp(path), "solid QZ4\nendsolid QZ4\n");
 
