@@ -9,10 +9,10 @@ namespace {
 const double ln2 = std::log(2.0), e1 = std::exp(1.0) - 1;
 
 // Nodes on the x axis of the plane.
-dense2D<double> line(const std::vector<double>& x) {
-  dense2D<double> pos(2, unsigned(x.size()), 0.0);
-  for (unsigned j = 0; j < x.size(); ++j) pos(0, j) = x[j];
-  return pos;
+dense2D<double> line(const Vd& x) {
+  Vd xy;
+  for (double v : x) xy.push_back(v), xy.push_back(0);
+  return points(2, xy);
 }
 
 // The tensors of the sizes H, one column per node.
@@ -25,34 +25,33 @@ dense2D<double> iso(const dense1D<double>& H, unsigned dim) {
 }  // namespace
 
 TEST(HShock, WorkedValuesAndStatuses) {
-  const dense2D<double> pos = line({0, 1, 5});
+  const dense2D<double> pos = line({0, 1, 5}), bad(5, 3);
   const dense2D<unsigned> e01 = conn(2, {{0, 1}});
-  dense1D<double> shocks;
-  ASSERT_EQ(H_shock(pos, conn(2, {{0, 1}, {1, 0}}), sizes({1, 2, 7}), shocks), 0);
-  EXPECT_TRUE(Near(values(shocks), {e1, e1, 0}, 1e-14));  // 2 on no edge
-  shocks[2] = 0.5;
+  const dense1D<double> ones(3, 1.0);
+  dense1D<double> s;
   dense2D<double> M = iso(sizes({1, 2, 7}), 2);
-  ASSERT_EQ(H_shock(pos, e01, M, shocks), 0);  // cannot lower
-  EXPECT_TRUE(Near(values(shocks), {e1, e1, 0.5}, 1e-14));
-  M(0, 1) = -1;  // not positive along the edge
-  ASSERT_EQ(H_shock(pos, e01, M, shocks), 0);
-  EXPECT_EQ(shocks[0], DBL_MAX);
-  ASSERT_EQ(H_shock(pos, conn(2, {{1, 2}}), sizes({1, 0, 1}), shocks), 0);
-  EXPECT_EQ(shocks[2], DBL_MAX);
-
-  EXPECT_EQ(H_shock(dense2D<double>(5, 3), dense2D<unsigned>(2, 0), sizes({1}), shocks), 0);
-  EXPECT_EQ(H_shock(dense2D<double>(5, 3), e01, sizes({1, 1, 1}), shocks), -1);
-  EXPECT_EQ(H_shock(pos, conn(2, {{0, 3}}), sizes({1, 1, 1}), shocks), -2);
-  EXPECT_EQ(H_shock(pos, dense2D<unsigned>(3, 1, 0u), sizes({1, 1, 1}), shocks), -2);
+  ASSERT_EQ(H_shock(pos, conn(2, {{0, 1}, {1, 0}}), sizes({1, 2, 7}), s), 0);
+  EXPECT_TRUE(Near(values(s), {e1, e1, 0}, 1e-14));  // node 2 on no edge
+  s[2] = 0.5;
+  ASSERT_EQ(H_shock(pos, e01, M, s), 0);  // an entry is raised, never lowered
+  EXPECT_TRUE(Near(values(s), {e1, e1, 0.5}, 1e-14));
+  M(0, 1) = -1;  // not positive along the edge; then a size not above 0
+  EXPECT_EQ(Vi({H_shock(pos, e01, M, s), H_shock(pos, conn(2, {{1, 2}}), sizes({1, 0, 1}), s)}),
+            Vi({0, 0}));
+  EXPECT_EQ(Vd({s[0], s[2]}), Vd({DBL_MAX, DBL_MAX}));
+  EXPECT_EQ(Vi({H_shock(bad, dense2D<unsigned>(2, 0), sizes({1}), s), H_shock(bad, e01, ones, s),
+                H_shock(pos, conn(2, {{0, 3}}), ones, s),
+                H_shock(pos, dense2D<unsigned>(3, 1, 0u), ones, s)}),
+            Vi({0, -1, -2, -2}));
 }
 
 TEST(Gradation, WorkedExamples) {
   struct example {
-    std::vector<double> x, h;
+    Vd x, h;
     std::initializer_list<std::initializer_list<unsigned>> e;
     std::vector<unsigned> hard;
     int changes;
-    std::vector<double> expected;
+    Vd expected;
   } examples[] = {
       {{0, 1, 0}, {1, 10, 5}, {{0, 1}}, {}, 1, {1, 1 + ln2, 5}},
       {{0, 1, 0}, {1, 10, 5}, {{0, 1}}, {1}, 1, {10 - ln2, 10, 5}},
@@ -65,10 +64,9 @@ TEST(Gradation, WorkedExamples) {
       {{0, 1, 3}, {3, 3, 3}, {{0, 1}, {1, 2}}, {}, 0, {3, 3, 3}},
   };
   for (const example& k : examples) {
-    for (int tensors = 0; tensors < 2; ++tensors) {
+    // A zero tensor is no reference to blend from: only sizes shrink to it.
+    for (int tensors = 0; tensors < 2 - (k.h[0] == 0 && k.changes == 2); ++tensors) {
       SCOPED_TRACE(std::to_string(&k - examples) + (tensors ? " tensors" : " sizes"));
-      // A zero tensor is no reference to blend from: only sizes shrink to it.
-      if (tensors && k.h[0] == 0 && k.changes == 2) continue;
       dense1D<double> H = sizes(k.h);
       dense2D<double> M = iso(H, 2);
       dense1D<unsigned> hard;
@@ -85,30 +83,25 @@ TEST(Gradation, WorkedExamples) {
 }
 
 TEST(Gradation, StatusesInOrder) {
-  const dense2D<double> pos = line({0, 1, 2}), pos3(3, 3, 0.0);
-  const dense2D<unsigned> e = conn(2, {{0, 1}}), e9 = conn(2, {{0, 9}});
-  const dense1D<unsigned> none, bad_hard(1, 3u);
+  const dense2D<double> pos = line({0, 1, 2}), pos3(3, 3, 0.0), pos4(4, 3);
+  const dense2D<unsigned> e = conn(2, {{0, 1}}), e9 = conn(2, {{0, 9}}), empty(2, 0);
+  const dense1D<unsigned> none, hard3(1, 3u);
   dense1D<double> H = sizes({1, 2, 3}), two = sizes({1, 2});
-  dense2D<double> M = iso(sizes({1, 2, 3, 4}), 2);
-  EXPECT_EQ(bound_metric_gradation(dense2D<double>(4, 3), e9, ET_EDGE2, bad_hard, 0, H), -1);
-  EXPECT_EQ(bound_metric_gradation(pos, e9, ET_EDGE2, bad_hard, 0, H), -2);
-  EXPECT_EQ(bound_metric_gradation(pos, e, ET_EDGE2, bad_hard, 0, H), -3);
-  for (double g : {0.0, -1.0, DBL_MAX})
-    EXPECT_EQ(bound_metric_gradation(pos, e, ET_EDGE2, none, g, two), -5);
-  EXPECT_EQ(bound_metric_gradation(pos, e, ET_EDGE2, none, 1, two), -6);
-  EXPECT_EQ(bound_metric_gradation(pos3, e, ET_EDGE2, none, 1, H), -6);
-  EXPECT_EQ(bound_metric_gradation(pos3, e, ET_EDGE2, none, 1, M), -6);  // 3 rows in space
-  EXPECT_EQ(bound_metric_gradation(pos, dense2D<unsigned>(2, 0), ET_EDGE2, none, 1, H), 0);
-  EXPECT_EQ(bound_metric_gradation(pos, e, ET_EDGE2, none, NAN, H), 0);
+  dense2D<double> M = iso(sizes({1, 2, 3, 4}), 2);  // 3 rows with 3-row pos
+  auto G = [](const dense2D<double>& p, const dense2D<unsigned>& c, const dense1D<unsigned>& hard,
+              double g, auto& f) { return bound_metric_gradation(p, c, ET_EDGE2, hard, g, f); };
+  EXPECT_EQ(Vi({G(pos4, e9, hard3, 0, H), G(pos, e9, hard3, 0, H), G(pos, e, hard3, 0, H),
+                G(pos, e, none, 0, two), G(pos, e, none, -1, two), G(pos, e, none, DBL_MAX, two),
+                G(pos, e, none, 1, two), G(pos3, e, none, 1, H), G(pos3, e, none, 1, M),
+                G(pos, empty, none, 1, H), G(pos, e, none, NAN, H)}),
+            Vi({-1, -2, -3, -5, -5, -5, -6, -6, -6, 0, 0}));
   EXPECT_EQ(H[1], 2.0);
   dense1D<double> h = sizes({1, 10, 3});
   dense2D<double> m = iso(h, 2);
   for (int tensors = 0; tensors < 2; ++tensors)
     expect_oom([&] {
-      h[1] = 10;
-      m(0, 1) = m(2, 1) = 0.01;
-      const int s = tensors ? bound_metric_gradation(pos, e, ET_EDGE2, none, 1, m)
-                            : bound_metric_gradation(pos, e, ET_EDGE2, none, 1, h);
+      h[1] = 10, m(0, 1) = m(2, 1) = 0.01;
+      const int s = tensors ? G(pos, e, none, 1, m) : G(pos, e, none, 1, h);
       return s == 1 ? 0 : s;
     });
 }
@@ -126,24 +119,23 @@ TEST(Gradation, ShuffledGridsSizesAndTensorsAgree) {
     for (unsigned n = 0; n < nodes; ++n) H0[n] = 0.05 * noise(g) * (1 + 4 * (m.pos(0, n) > 0.5));
     dense2D<unsigned> edges;
     copy_edges(m.conn, m.type, edges);
-    for (int with_hard = 0; with_hard < 2; ++with_hard) {
+    H_shock(m.pos, edges, H0, before);
+    for (int hard_nodes = 0; hard_nodes < 2; ++hard_nodes) {
       dense1D<unsigned> hard;
-      if (with_hard) hard.push_back(0), hard.push_back(nodes - 1);
-      dense1D<double> H;
-      H.copy(H0);
+      if (hard_nodes) hard.push_back(0), hard.push_back(nodes - 1);
+      dense1D<double> H = sizes(values(H0));
       dense2D<double> M = iso(H0, m.pos.rows());
       const int count = bound_metric_gradation(m.pos, m.conn, m.type, hard, 0.2, H);
-      EXPECT_GT(count, with_hard ? -1 : 0);
+      EXPECT_GT(count, hard_nodes ? -1 : 0);
       EXPECT_EQ(bound_metric_gradation(m.pos, m.conn, m.type, hard, 0.2, M), count);
-      H_shock(m.pos, edges, H0, before);
       H_shock(m.pos, edges, H, after);
-      EXPECT_TRUE(with_hard || *std::max_element(after.begin(), after.end()) <
-                                   *std::max_element(before.begin(), before.end()));
+      EXPECT_TRUE(hard_nodes || *std::max_element(after.begin(), after.end()) <
+                                    *std::max_element(before.begin(), before.end()));
       for (unsigned n = 0; n < nodes; ++n) {
-        EXPECT_TRUE(with_hard || H[n] <= H0[n]);
+        EXPECT_TRUE(hard_nodes || H[n] <= H0[n]);
         EXPECT_NEAR(1 / std::sqrt(M(0, n)), H[n], 1e-9 * H[n]);
       }
-      for (unsigned i = 0; i < hard.size(); ++i) EXPECT_EQ(H[hard[i]], H0[hard[i]]);
+      for (unsigned n : hard) EXPECT_EQ(H[n], H0[n]);
     }
   }
 }

@@ -26,6 +26,7 @@ namespace qz4test {
 using namespace qz4;
 using namespace qz4::tessellix;
 typedef std::vector<double> Vd;
+typedef std::vector<int> Vi;
 
 /// Coordinates of `rows` rows from a flat list, one node after the other.
 inline dense2D<double> points(unsigned rows, const Vd& v) {
@@ -52,6 +53,12 @@ inline dense1D<double> sizes(const Vd& h) {
   dense1D<double> H(unsigned(h.size()));
   for (unsigned i = 0; i < h.size(); ++i) H[i] = h[i];
   return H;
+}
+
+inline dense1D<int> ints(const std::vector<int>& v) {
+  dense1D<int> d;
+  for (int x : v) d.push_back(x);
+  return d;
 }
 
 inline Vd values(const dense1D<double>& v) { return Vd(v.data(), v.data() + v.size()); }
