@@ -171,26 +171,17 @@ TEST(MetricRepair, FromSizesAndTensors) {
   dense1D<double> H = sizes({-1, INFINITY, 0, -5}), ref = sizes({2, 2, nan});
   EXPECT_EQ(overwrite_invalid_metrics(H, ref), 0);
   EXPECT_EQ(values(H), Vd({2, INFINITY, 0, -5}));  // -5 past the reference
-
   dense2D<double> M(6, 2, 0.0), R3(3, 2, 1.0), R6(6, 2, 0.0), bad(4, 2, 0.0), empty(4, 0);
-  M(0, 1) = M(2, 1) = M(5, 1) = 9;
-  R6(0, 0) = R6(2, 0) = R6(5, 0) = 3;
-  EXPECT_EQ(
-      std::vector<int>({overwrite_invalid_metrics(M, R3),
-                        overwrite_invalid_metrics(R6, dense2D<double>(4, 1)),
-                        overwrite_invalid_metrics(bad, R3), overwrite_invalid_metrics(bad, ref),
-                        overwrite_invalid_metrics(empty, R3), overwrite_invalid_metrics(empty, ref),
-                        M(0, 0) == 0 ? 0 : 1, overwrite_invalid_metrics(M, R6)}),
-      std::vector<int>({-2, -2, -1, -1, 0, 0, 0, 0}));
-  EXPECT_EQ(M(0, 0) * 10 + M(0, 1), 39.0);
+  M(0, 1) = M(2, 1) = M(5, 1) = 9, R6(0, 0) = R6(2, 0) = R6(5, 0) = 3;
+  auto O = [](dense2D<double>& m, const auto& r) { return overwrite_invalid_metrics(m, r); };
+  EXPECT_EQ(Vi({O(M, R3), O(R6, dense2D<double>(4, 1)), O(bad, R3), O(bad, ref), O(empty, R3),
+                O(empty, ref), int(M(0, 0)), O(M, R6), int(M(0, 0) * 10 + M(0, 1))}),
+            Vi({-2, -2, -1, -1, 0, 0, 0, 0, 39}));
   M(5, 0) = 0;
-  EXPECT_EQ(overwrite_invalid_metrics(M, ref), 0);
-  EXPECT_EQ(col(M, 0), Vd({0.25, 0, 0.25, 0, 0, 0.25}));
-  EXPECT_EQ(M(0, 1), 9.0);  // a valid tensor stays, whatever the reference
-  M(0, 1) = 0;              // the repair walks every column
-  R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;
-  EXPECT_EQ(overwrite_invalid_metrics(M, R6), 0);
-  EXPECT_EQ(M(0, 1), 5.0);
+  EXPECT_EQ(O(M, ref), 0);  // a valid tensor stays, whatever the reference
+  EXPECT_EQ(entries(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 9, 0, 9, 0, 0, 9}));
+  M(0, 1) = 0, R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;  // the repair walks every column
+  EXPECT_EQ(O(M, R6) + M(0, 1), 5.0);
 }
 
 TEST(EdgeMeasures, LogMeanAndLengths) {
@@ -205,7 +196,6 @@ TEST(EdgeMeasures, LogMeanAndLengths) {
                 metric_edge_length(4, 2, 2, false), metric_edge_length(4, 2, 2, true),
                 metric_edge_length(1, 2, 2, true)}),
             Vd({DBL_MAX, 0, 2, 0.5, 0.5}));
-
   metric3 A, B;
   metric_iso_to_aniso(0.5, A), metric_iso_to_aniso(2, B);
   const vector_fixed<double, 3> d = {3, 0, 4};
@@ -213,75 +203,68 @@ TEST(EdgeMeasures, LogMeanAndLengths) {
   EXPECT_NEAR(metric_edge_length(d, A, B, false, r1, r2), metric_edge_length(5, 0.5, 2, false),
               1e-15);
   EXPECT_TRUE(Near({r1, r2}, {0.1, 0.4}, 1e-16));
-  for (double h : {0.0, -1.0}) {
+  for (double h : {0.0, -1.0}) {  // the zero tensor; the quadratic forms stay
     metric_iso_to_aniso(h, B);
-    EXPECT_EQ(V(B), Vd(6, 0.0));
-    EXPECT_EQ(metric_edge_length(d, A, B, false, r1, r2), DBL_MAX);
-    EXPECT_EQ(Vd({r1, r2}), Vd({100, 0}));  // the quadratic forms stay
+    EXPECT_EQ(join(V(B), {metric_edge_length(d, A, B, false, r1, r2), r1, r2}),
+              Vd({0, 0, 0, 0, 0, 0, DBL_MAX, 100, 0}));
   }
   const metric2 a = {{1, 0, 1}};
   EXPECT_EQ(metric_edge_length(vector_fixed<double, 2>{{0, 0}}, a, a, true, r1, r2), 0.0);
 }
 
 TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
-  metric3 A, B, M;
-  metric_iso_to_aniso(2, A);
-  metric_iso_to_aniso(0.5, B);
-  minimum_metric(A, B, M);
-  maximum_metric(A, B, A);  // output over an input
-  EXPECT_TRUE(Near(V(M), {4, 0, 4, 0, 0, 4}, 1e-14));
-  EXPECT_TRUE(Near(V(A), {0.25, 0, 0.25, 0, 0, 0.25}, 1e-15));
-  metric2 Z = {{0, 0, 0}}, I = {{1, 0, 1}}, N = I;
+  metric3 A, B, lo, hi;
+  metric_iso_to_aniso(2, A), metric_iso_to_aniso(0.5, B);
+  minimum_metric(A, B, lo), maximum_metric(A, B, A);  // output over an input
+  EXPECT_TRUE(Near(join(V(lo), V(A)), {4, 0, 4, 0, 0, 4, 0.25, 0, 0.25, 0, 0, 0.25}, 1e-14));
+  metric2 Z = {{0, 0, 0}}, I = {{1, 0, 1}}, N = I, T, U, W;
   minimum_metric(Z, I, N);  // no reduction: the zero tensor
   EXPECT_EQ(V(N), V(Z));
-  metric_iso_to_aniso(3, N);
-  EXPECT_TRUE(interpolate_metric(0.5, I, N, Z));  // sizes 1 and 3 blend to 2
-  EXPECT_TRUE(Near(V(Z), {0.25, 0, 0.25}, 1e-15));
-  EXPECT_TRUE(interpolate_metric(1e-13, I, N, Z));
-  EXPECT_EQ(V(Z), V(I));
-  EXPECT_TRUE(interpolate_metric(1 - 1e-13, I, N, Z));
-  EXPECT_EQ(V(Z), V(N));
-  EXPECT_FALSE(interpolate_metric(0.5, I, metric2{{-1, 0, 1}}, Z));
-
+  metric_iso_to_aniso(3, N);  // sizes 1 and 3 blend to 2; near 0 and 1, copies
+  EXPECT_EQ(Vi({interpolate_metric(0.5, I, N, T), interpolate_metric(1e-13, I, N, U),
+                interpolate_metric(1 - 1e-13, I, N, W),
+                interpolate_metric(0.5, I, metric2{{-1, 0, 1}}, Z)}),
+            Vi({1, 1, 1, 0}));
+  EXPECT_TRUE(Near(V(T), {0.25, 0, 0.25}, 1e-15));
+  EXPECT_EQ(join(V(U), V(W)), join(V(I), V(N)));
   // Random pairs: the minimum holds both unit balls, the maximum is in both.
   std::mt19937 g(11);
   std::uniform_real_distribution<double> u(-1, 1);
   for (int t = 0; t < 200; ++t) {
     const metric3 P = random_spd<3>(g), R = random_spd<3>(g);
-    metric3 lo, hi;
-    minimum_metric(P, R, lo);
-    maximum_metric(P, R, hi);
+    minimum_metric(P, R, lo), maximum_metric(P, R, hi);
     for (int k = 0; k < 20; ++k) {
       const vector_fixed<double, 3> d = {{u(g), u(g), u(g)}};
       const double a = metric_norm2(P, d), b = metric_norm2(R, d);
-      EXPECT_GE(metric_norm2(lo, d), std::fmax(a, b) * (1 - 1e-9));
-      EXPECT_LE(metric_norm2(hi, d), std::fmin(a, b) * (1 + 1e-9));
+      EXPECT_TRUE(metric_norm2(lo, d) >= std::fmax(a, b) * (1 - 1e-9) &&
+                  metric_norm2(hi, d) <= std::fmin(a, b) * (1 + 1e-9));
     }
   }
-
-  // Frames of two columns, (1, 0, 0) and (0, 2, 0), and their fields.
+  // Frames of two columns, (1, 0, 0) and (0, 2, 0); a 3D tensor seen in one
+  // is its upper-left block, scaled.
   const matrix_fixed<double, 3, 2> frame = {{1, 0, 0, 0, 2, 0}};
   const metric3 S = {{1, 2, 3, 4, 5, 6}};
   metric2 F, G, K;
-  metric_iso_to_aniso2d(0, frame, F), metric_iso_to_aniso2d(2, frame, G);
-  metric_aniso3d_to_aniso2d(S, frame, K);  // the upper-left block, scaled
+  metric_iso_to_aniso2d(0, frame, F), metric_iso_to_aniso2d(2, frame, G),
+      metric_aniso3d_to_aniso2d(S, frame, K);
   EXPECT_EQ(join(join(V(F), V(G)), V(K)), Vd({0, 0, 0, 0.25, 0, 1, 1, 4, 12}));
-  dense2D<double> out, M3(6, 2), frames3(6, 2), frames(6, 2, 0.0);
+  dense2D<double> out, none, M3(6, 2), frames3(6, 2), frames(6, 2, 0.0), m2;
   metrics_iso_to_aniso2d(sizes({1, -1}), out);
-  EXPECT_EQ(join(col(out, 0), col(out, 1)), Vd({1, 0, 1, 0, 0, 0}));
+  EXPECT_EQ(entries(out), Vd({1, 0, 1, 0, 0, 0}));
   for (unsigned n = 0; n < 2; ++n)
     for (unsigned i = 0; i < 6; ++i) M3(i, n) = S[i] * (n + 1), frames3(i, n) = frame[i];
   frames(0, 0) = frames(4, 0) = frames(1, 1) = frames(5, 1) = 1;
-  EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(), dense2D<double>(), out), -1);
-  EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 2), dense2D<double>(6, 1), out), -2);
-  EXPECT_EQ(metrics_iso_to_aniso2d(sizes({1, 2}), dense2D<double>(5, 2), out), -2);
-  EXPECT_EQ(out.cols(), 2u);  // untouched
-  ASSERT_EQ(metrics_aniso3d_to_aniso2d(M3, frames3, out), 0);
-  EXPECT_EQ(Vd({out(2, 0), out(2, 1)}), Vd({12, 24}));
-  EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 0), dense2D<double>(6, 0), out), 0);
-  EXPECT_EQ(out.rows() * 10 + out.cols(), 30u);
-  ASSERT_EQ(metrics_iso_to_aniso2d(sizes({1, 2}), frames, out), 0);
-  EXPECT_EQ(col(out, 1), Vd({0.25, 0, 0.25}));
+  EXPECT_EQ(
+      Vi({metrics_aniso3d_to_aniso2d(none, none, out),
+          metrics_aniso3d_to_aniso2d(dense2D<double>(6, 2), frames3.sub_matrix(0, 0, 6, 1), out),
+          metrics_iso_to_aniso2d(sizes({1, 2}), dense2D<double>(5, 2), out), int(out.cols()),
+          metrics_aniso3d_to_aniso2d(M3, frames3, out),
+          metrics_iso_to_aniso2d(sizes({1, 2}), frames, m2)}),
+      Vi({-1, -2, -2, 2, 0, 0}));  // M untouched on failure
+  EXPECT_EQ(Vd({out(2, 0), out(2, 1), m2(0, 1), m2(1, 1), m2(2, 1)}), Vd({12, 24, 0.25, 0, 0.25}));
+  EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 0), dense2D<double>(6, 0), out) +
+                out.rows() * 10 + out.cols(),
+            30u);
 }
 
 }  // namespace

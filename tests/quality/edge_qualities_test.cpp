@@ -6,19 +6,14 @@
 using namespace qz4test;
 
 TEST(EdgeLengths, RepeatedEdgesCountEachTimeAndLoopsTwice) {
-  // One row of coordinates is enough; node 3 is on no edge.
-  dense2D<double> lengths;
-  ASSERT_EQ(
-      edge_lengths(points(1, {0, 1, 3, 10}), conn(2, {{0, 1}, {1, 2}, {1, 0}, {2, 2}}), lengths),
-      0);
-  ASSERT_EQ(lengths.rows() * 10 + lengths.cols(), 34u);
-  EXPECT_EQ(col(lengths, 0), (std::vector<double>{1, 1, 1}));
-  EXPECT_EQ(col(lengths, 1), (std::vector<double>{1, 4.0 / 3, 2}));
-  EXPECT_EQ(col(lengths, 2), (std::vector<double>{0, 2.0 / 3, 2}));
-  EXPECT_EQ(col(lengths, 3), (std::vector<double>{DBL_MAX, 0, 0}));
-  // Every row of pos counts: a 4-row distance.
-  ASSERT_EQ(edge_lengths(points(4, {0, 0, 0, 0, 1, 1, 1, 1}), conn(2, {{0, 1}}), lengths), 0);
-  EXPECT_EQ(col(lengths, 1), (std::vector<double>{2, 2, 2}));
+  // One row of coordinates is enough; node 3 is on no edge. Then every row
+  // of pos counts: a 4-row distance.
+  dense2D<double> l, l4;
+  ASSERT_EQ(edge_lengths(points(1, {0, 1, 3, 10}), conn(2, {{0, 1}, {1, 2}, {1, 0}, {2, 2}}), l) +
+                edge_lengths(points(4, {0, 0, 0, 0, 1, 1, 1, 1}), conn(2, {{0, 1}}), l4),
+            0);
+  EXPECT_EQ(entries(l), Vd({1, 1, 1, 1, 4.0 / 3, 2, 0, 2.0 / 3, 2, DBL_MAX, 0, 0}));
+  EXPECT_EQ(entries(l4), Vd({2, 2, 2, 2, 2, 2}));
 }
 
 // Per node: shortest, mean and longest incident edge of the edge set; in a
@@ -29,24 +24,22 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
     const unsigned dim = m.pos.rows(), nodes = m.pos.cols();
     dense2D<unsigned> edges;
     ASSERT_EQ(copy_edges(m.conn, m.type, edges), 0);
-    std::vector<double> len(edges.cols()), lo(nodes, DBL_MAX), sum(nodes, 0), hi(nodes, 0);
-    std::vector<unsigned> count(nodes, 0);
+    Vd len(edges.cols()), stats(3 * nodes, 0), count(nodes, 0);
+    for (unsigned v = 0; v < nodes; ++v) stats[3 * v] = DBL_MAX;
     for (unsigned e = 0; e < edges.cols(); ++e) {
-      double l2 = 0;
       for (unsigned i = 0; i < dim; ++i)
-        l2 += std::pow(m.pos(i, edges(0, e)) - m.pos(i, edges(1, e)), 2);
-      len[e] = std::sqrt(l2);
-      for (unsigned v : {edges(0, e), edges(1, e)})
-        lo[v] = std::min(lo[v], len[e]), sum[v] += len[e], hi[v] = std::max(hi[v], len[e]),
-        ++count[v];
+        len[e] += std::pow(m.pos(i, edges(0, e)) - m.pos(i, edges(1, e)), 2);
+      len[e] = std::sqrt(len[e]);
+      for (unsigned v : {edges(0, e), edges(1, e)}) {
+        stats[3 * v] = std::min(stats[3 * v], len[e]),
+                  stats[3 * v + 2] = std::max(stats[3 * v + 2], len[e]);
+        stats[3 * v + 1] = (stats[3 * v + 1] * count[v] + len[e]) / (count[v] + 1), ++count[v];
+      }
     }
     dense2D<double> lengths;
     ASSERT_EQ(edge_lengths(support::with_gap(m.pos, 1), support::with_gap(edges, 2), lengths), 0);
-    ASSERT_EQ(lengths.cols(), nodes);
-    for (unsigned v = 0; v < nodes; ++v) {
-      ASSERT_GT(count[v], 0u);
-      EXPECT_TRUE(Near(col(lengths, v), {lo[v], sum[v] / count[v], hi[v]}, 1e-15)) << v;
-    }
+    EXPECT_TRUE(Near(entries(lengths), stats, 1e-15));
+    EXPECT_EQ(std::count(count.begin(), count.end(), 0.0), 0);
 
     dense1D<double> H(nodes);
     for (unsigned n = 0; n < nodes; ++n) H[n] = 0.05 + 0.3 * std::fabs(std::sin(3.0 * n));
@@ -56,24 +49,23 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
       double total = 0;
       for (unsigned e = 0; e < edges.cols(); ++e) {
         const double a = H[edges(0, e)], b = H[edges(1, e)];
-        if (!(a > 0 && b > 0)) continue;
-        ++n;
-        total += len[e] / (a == b ? a : (a - b) / std::log(a / b));
+        if (a > 0 && b > 0) ++n, total += len[e] / (a == b ? a : (a - b) / std::log(a / b));
       }
       // Tensors of the sizes; a size not above 0 stands as an invalid tensor.
       dense2D<double> M(dim == 2 ? 3 : 6, nodes, 0.0);
       for (unsigned k = 0; k < nodes; ++k)
         for (unsigned d = 0; d < dim; ++d)
           M(d * (d + 3) / 2, k) = H[k] > 0 ? 1 / (H[k] * H[k]) : -1;
-      misc::histogram hs, ht, hr;
-      EXPECT_EQ(edge_qualities(m.pos, m.conn, m.type, H, hs), invalid ? -4 : 0);
-      // With 3-row coordinates the tensor form never reports the pass.
-      EXPECT_EQ(edge_qualities(m.pos, m.conn, m.type, M, ht), invalid && dim == 2 ? -4 : 0);
-      const dense1D<int> flags(2, int(m.type));
       const dense2D<unsigned> halves[2] = {
           m.conn.sub_matrix(0, 0, m.conn.rows(), 5),
           m.conn.sub_matrix(0, 5, m.conn.rows(), m.conn.cols() - 5)};
-      EXPECT_EQ(edge_qualities(m.pos, halves, halves + 2, flags, M, hr), invalid ? -5 : 0);
+      misc::histogram hs, ht, hr;
+      // With 3-row coordinates the tensor form never reports the pass.
+      EXPECT_EQ(
+          Vi({edge_qualities(m.pos, m.conn, m.type, H, hs),
+              edge_qualities(m.pos, m.conn, m.type, M, ht),
+              edge_qualities(m.pos, halves, halves + 2, dense1D<int>(2, int(m.type)), M, hr)}),
+          Vi({-4 * invalid, -4 * (invalid && dim == 2), -5 * invalid}));
       for (const misc::histogram* h : {&hs, &ht, &hr}) {
         EXPECT_EQ(h->count(), n);
         EXPECT_NEAR(h->mean() * h->count(), total, 1e-9 * total);
@@ -84,15 +76,13 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
 
 TEST(EdgeLengths, StatusesClearTheOutput) {
   const dense2D<double> pos = points(2, {0, 0, 1, 0, 0, 1});
-  dense2D<double> lengths(3, 2, 7.0);
+  dense2D<double> l(3, 2, 7.0);
   // No columns: nothing to do, and no matrix of n columns either.
-  EXPECT_EQ(edge_lengths(pos, dense2D<unsigned>(2, 0), lengths), 0);
-  EXPECT_TRUE(lengths.empty());
+  EXPECT_EQ(edge_lengths(pos, dense2D<unsigned>(2, 0), l) + l.cols(), 0u);
   for (const dense2D<unsigned>& bad :
        {conn(2, {{0, 3}}), conn(2, {{0, NO_ID}}), conn(3, {{0, 1, 2}}), dense2D<unsigned>(0, 2)}) {
-    lengths.resize(3, 2, 7.0);
-    EXPECT_EQ(edge_lengths(pos, bad, lengths), -2);
-    EXPECT_TRUE(lengths.empty());
+    l.resize(3, 2, 7.0);
+    EXPECT_EQ(edge_lengths(pos, bad, l) - l.cols(), -2);
   }
   const dense2D<unsigned> path = conn(2, {{0, 1}, {1, 2}});
   EXPECT_EQ(expect_oom([&] {
@@ -106,35 +96,29 @@ TEST(EdgeLengths, StatusesClearTheOutput) {
 
 TEST(EdgeQualities, StatusesInTheirOrder) {
   const dense2D<double> pos = points(2, {0, 0, 1, 0, 0, 1, 1, 1}), line = points(1, {0, 1, 2, 3});
-  const dense2D<unsigned> two = conn(3, {{0, 1, 2}, {1, 3, 2}});
-  dense1D<double> H(4, 1.0), shortH(3, 1.0);
-  misc::histogram h;
-  EXPECT_EQ(edge_qualities(line, dense2D<unsigned>(3, 0), ET_TRIA3, H, h), 0);
-  EXPECT_EQ(edge_qualities(line, two, ET_TRIA3, H, h), -1);
-  EXPECT_EQ(edge_qualities(pos, conn(3, {{0, 1, 4}}), ET_TRIA3, H, h), -2);
-  EXPECT_EQ(h.count(), 0u);
-  EXPECT_EQ(edge_qualities(pos, two, ET_TRIA3, H, h), 0);
-  EXPECT_EQ(h.count(), 5u);  // the shared edge once
-  EXPECT_DOUBLE_EQ(h.max(), std::sqrt(2.0));
-  EXPECT_EQ(edge_qualities(pos, two, ET_TRIA3, shortH, h), -4);  // edges on node 3 left out
-  EXPECT_EQ(h.count(), 8u);
-  EXPECT_EQ(edge_qualities(pos, dense2D<unsigned>(20, 1, 2u), ET_HEXA20, H, h), 0);
-  // Too few rows: read three at a time, these entries would make identities.
-  dense2D<double> flat(2, 4, 0.0);
-  for (unsigned n = 0; n < 4; ++n) flat(0, n) = 1;
-  EXPECT_EQ(edge_qualities(pos, two, ET_TRIA3, flat, h), -4);
-  EXPECT_EQ(h.count(), 8u);
-
+  const dense2D<unsigned> two = conn(3, {{0, 1, 2}, {1, 3, 2}}), bad = conn(3, {{0, 1, 4}});
   const dense2D<unsigned> groups[2] = {conn(3, {{0, 1, 2}}), conn(3, {{1, 3, 2}})};
-  const dense1D<int> flags(2, int(ET_TRIA3)), one(1, 0);
-  EXPECT_EQ(edge_qualities(line, groups, groups, flags, H, h), 0);
-  EXPECT_EQ(edge_qualities(line, groups, groups + 2, one, H, h), -1);
-  EXPECT_EQ(edge_qualities(pos, groups, groups + 2, one, H, h), -4);
-  EXPECT_EQ(edge_qualities(pos, groups + 2, groups, flags, H, h), -4);
-  EXPECT_EQ(edge_qualities(pos, groups, groups + 2, dense1D<int>(2, int(ET_QUAD4)), H, h), -2);
-  EXPECT_EQ(edge_qualities(pos, groups, groups + 2, flags, shortH, h), -5);
-  EXPECT_EQ(h.count(), 11u);
-
+  const dense1D<int> flags(2, int(ET_TRIA3)), one(1, 0), quads(2, int(ET_QUAD4));
+  const dense1D<double> H(4, 1.0), shortH(3, 1.0);
+  dense2D<double> flat(2, 4, 0.0);  // too few rows: read three at a time, identities
+  for (unsigned n = 0; n < 4; ++n) flat(0, n) = 1;
+  misc::histogram h, f;
+  EXPECT_EQ(Vi({edge_qualities(line, dense2D<unsigned>(3, 0), ET_TRIA3, H, h),
+                edge_qualities(line, two, ET_TRIA3, H, h), edge_qualities(pos, bad, ET_TRIA3, H, h),
+                int(h.count()), edge_qualities(pos, two, ET_TRIA3, H, h), int(h.count())}),
+            Vi({0, -1, -2, 0, 0, 5}));  // the shared edge once
+  EXPECT_DOUBLE_EQ(h.max(), std::sqrt(2.0));
+  // Edges on node 3 left out, the rest fed.
+  EXPECT_EQ(Vi({edge_qualities(pos, two, ET_TRIA3, shortH, h), int(h.count()),
+                edge_qualities(pos, dense2D<unsigned>(20, 1, 2u), ET_HEXA20, H, h),
+                edge_qualities(pos, two, ET_TRIA3, flat, h),
+                edge_qualities(line, groups, groups, flags, H, h),
+                edge_qualities(line, groups, groups + 2, one, H, h),
+                edge_qualities(pos, groups, groups + 2, one, H, h),
+                edge_qualities(pos, groups + 2, groups, flags, H, h),
+                edge_qualities(pos, groups, groups + 2, quads, H, h), int(h.count()),
+                edge_qualities(pos, groups, groups + 2, flags, shortH, h), int(h.count())}),
+            Vi({-4, 8, 0, -4, 0, -1, -4, -4, -2, 8, -5, 11}));
   for (int range = 0; range < 2; ++range)
     expect_oom([&] {
       misc::histogram f;

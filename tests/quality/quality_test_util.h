@@ -71,8 +71,13 @@ template <class F>
 Vd V(const F& f) {
   return Vd(std::begin(f.v), std::end(f.v));
 }
-/// Column j of a dense matrix.
+/// Column j of a dense matrix, and every column one after the other.
 inline Vd col(const dense2D<double>& m, unsigned j) { return Vd(&m(0, j), &m(0, j) + m.rows()); }
+inline Vd entries(const dense2D<double>& m) {
+  Vd v;
+  for (unsigned j = 0; j < m.cols(); ++j) v = join(v, col(m, j));
+  return v;
+}
 
 /// Equal lengths and every entry within `tol`.
 inline ::testing::AssertionResult Near(const Vd& a, const Vd& b, double tol) {

@@ -98,20 +98,14 @@ Vd qualities(const dense2D<double>& pos, const dense2D<unsigned>& c, element_typ
 TEST(ShapeQualities, HandBuiltElementsOfEveryKind) {
   for (const Vd& k : cases) {  // kind, rows of pos, quality, coordinates
     SCOPED_TRACE(std::to_string(&k - cases));
-    const element_type type = element_type(k[0]);
     dense2D<double> pos = points(unsigned(k[1]), Vd(k.begin() + 3, k.end()));
     const double e = std::fabs(k[2]);
-    EXPECT_TRUE(Near(qualities(pos, first_nodes(pos.cols()), type), {k[2]},
-                     e == 0     ? 0
-                     : e < 1e-6 ? 1e-6 * e
-                                : 1e-14));
-    // Scaled and moved: the same value.
-    for (unsigned j = 0; j < pos.cols() * (k[1] < 4); ++j)
-      for (unsigned i = 0; i < pos.rows(); ++i) pos(i, j) = pos(i, j) * 250 + i + 3.5;
-    EXPECT_TRUE(Near(qualities(pos, first_nodes(pos.cols()), type), {k[2]},
-                     e == 0     ? 1e-12
-                     : e < 1e-6 ? 1e-6 * e
-                                : 1e-12));
+    for (int moved = 0; moved < 2; ++moved) {  // then scaled and moved: the same value
+      const double tol = e > 0 && e < 1e-6 ? 1e-6 * e : moved ? 1e-12 : e == 0 ? 0 : 1e-14;
+      EXPECT_TRUE(Near(qualities(pos, first_nodes(pos.cols()), element_type(k[0])), {k[2]}, tol));
+      for (unsigned j = 0; j < pos.cols() * (k[1] < 4); ++j)
+        for (unsigned i = 0; i < pos.rows(); ++i) pos(i, j) = pos(i, j) * 250 + i + 3.5;
+    }
   }
   // Solids in plane or line coordinates are flat: the missing rows count as
   // 0 and nothing is read past a column (a view, the z row still stored).
@@ -124,32 +118,30 @@ TEST(ShapeQualities, HandBuiltElementsOfEveryKind) {
 }
 
 TEST(ShapeQualities, MixedKindsTakeTheMeasureOfEachShape) {
-  // Nodes 0-3 a unit square, 4 the apex of a regular pyramid on it.
+  // Nodes 0-3 a unit square, 4 the apex of a regular pyramid on it. Faces in
+  // space have no sign; in the plane the first triangle turns clockwise; with
+  // three rows all are triangles, checked as ET_TRIA3, so padding is refused.
   const dense2D<double> pos = points(3, {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 1 / r2});
   const dense2D<double> flat = points(2, {0, 0, 1, 0, 1, 1, 0, 1});
-  // In space no sign; in the plane the first triangle turns clockwise. Three
-  // rows: triangles, checked as ET_TRIA3, so padding is refused.
-  EXPECT_TRUE(Near(qualities(pos, conn(4, {{0, 1, 2}, {0, 1, 2, 3}, {0, 2, 1}}), ET_FACE_MIXED),
-                   {right_tria, 1, right_tria}, 1e-14));
-  EXPECT_TRUE(Near(qualities(flat, conn(4, {{0, 2, 1}, {3, 2, 1, 0}}), ET_FACE_MIXED),
-                   {-right_tria, -1}, 1e-14));
-  EXPECT_TRUE(Near(qualities(flat, conn(3, {{0, 1, 2}}), ET_FACE_MIXED), {right_tria}, 1e-14));
+  EXPECT_TRUE(
+      Near(join(join(qualities(pos, conn(4, {{0, 1, 2}, {0, 1, 2, 3}, {0, 2, 1}}), ET_FACE_MIXED),
+                     qualities(flat, conn(4, {{0, 2, 1}, {3, 2, 1, 0}}), ET_FACE_MIXED)),
+                qualities(flat, conn(3, {{0, 1, 2}}), ET_FACE_MIXED)),
+           {right_tria, 1, right_tria, -right_tria, -1, right_tria}, 1e-14));
   // Mixed solids by their row count alone.
-  const Vd pyra = qualities(pos, first_nodes(5), ET_PYRA5);
-  EXPECT_TRUE(Near(pyra, {1}, 1e-14));
-  EXPECT_EQ(qualities(pos, conn(5, {{0, 1, 2, 3, 4}, {0, 1, 2, 3, 4}}), ET_SOLID_MIXED),
-            Vd(2, pyra[0]));
-  EXPECT_EQ(qualities(pos, conn(4, {{0, 1, 3, 4}}), ET_SOLID_MIXED),
-            qualities(pos, conn(4, {{0, 1, 3, 4}}), ET_TETRA4));
+  const dense2D<unsigned> tet = conn(4, {{0, 1, 3, 4}});
   EXPECT_TRUE(
-      Near(qualities(points(3, prism(2)), first_nodes(6), ET_SOLID_MIXED), {rect_2x1}, 1e-14));
-  EXPECT_TRUE(
-      Near(qualities(points(3, cube(2, 1)), first_nodes(8), ET_SOLID_MIXED), {rect_2x1}, 1e-14));
+      Near(join(join(qualities(pos, conn(5, {{0, 1, 2, 3, 4}, {0, 1, 2, 3, 4}}), ET_SOLID_MIXED),
+                     qualities(pos, tet, ET_SOLID_MIXED)),
+                join(qualities(points(3, prism(2)), first_nodes(6), ET_SOLID_MIXED),
+                     qualities(points(3, cube(2, 1)), first_nodes(8), ET_SOLID_MIXED))),
+           {1, 1, qualities(pos, tet, ET_TETRA4)[0], rect_2x1, rect_2x1}, 1e-14));
   dense1D<double> q(3, 5.0);
-  EXPECT_EQ(shape_qualities(flat, conn(3, {{0, 1}}), ET_FACE_MIXED, q), -2);
-  EXPECT_EQ(shape_qualities(pos, conn(5, {{0, 1, 2, 3, 4}, {0, 1, 3, 4}}), ET_SOLID_MIXED, q), -2);
-  EXPECT_EQ(shape_qualities(pos, conn(7, {{0, 1, 2, 3, 4, 0, 1}}), ET_SOLID_MIXED, q), -2);
-  EXPECT_EQ(q.size(), 0u);
+  EXPECT_EQ(Vi({shape_qualities(flat, conn(3, {{0, 1}}), ET_FACE_MIXED, q),
+                shape_qualities(pos, conn(5, {{0, 1, 2, 3, 4}, {0, 1, 3, 4}}), ET_SOLID_MIXED, q),
+                shape_qualities(pos, conn(7, {{0, 1, 2, 3, 4, 0, 1}}), ET_SOLID_MIXED, q),
+                int(q.size())}),
+            Vi({-2, -2, -2, 0}));
 }
 
 // Every element of a grid of cubic cells has the same shape, so the same
@@ -172,36 +164,24 @@ TEST(ShapeQualities, StructuredGridsGiveTheirCellShape) {
   }
 }
 
-// A mixed solid grid split into one matrix per shape, and an empty matrix of
-// a kind without measure (skipped, yet it uses a flag): the range form is the
-// single forms laid end to end, and the histogram sees exactly those values.
+// The range form lays the single forms end to end; an empty matrix of a kind
+// without measure is skipped, yet uses its flag and gives a zero per column.
+// The histogram sees exactly those values.
 TEST(ShapeQualities, RangeFormsConcatenateAndFeedTheHistogram) {
-  support::mesh m = support::mixed_solid_grid(3, 3, 3);
-  support::shuffle(m, 11);
-  const unsigned widths[] = {4, 5, 6, 8, 9};  // node counts, 9 for the empty matrix
-  const dense1D<int> flags = ints({ET_TETRA4, ET_PYRA5, ET_PENTA6, ET_HEXA8, ET_TETRA10});
-  dense2D<unsigned> parts[5] = {{}, {}, {}, {}, dense2D<unsigned>(0, 2)};
-  for (unsigned e = 0, w = 8; e < m.conn.cols(); ++e, w = 8) {
-    while (w > 4 && m.conn(w - 1, e) == NO_ID) --w;
-    ASSERT_TRUE(parts[std::find(widths, widths + 4, w) - widths].append_column(
-        m.conn.sub_matrix(0, e, w, 1).col(0)));
-  }
-  Vd expected;
-  for (unsigned k = 0; k < 4; ++k) {
-    ASSERT_GT(parts[k].cols(), 0u) << k;
-    expected = join(expected, qualities(m.pos, parts[k], element_type(flags[k])));
-  }
-  expected.resize(expected.size() + 2, 0.0);
+  const dense2D<double> pos = points(3, cube(2, 1));
+  const dense2D<unsigned> parts[] = {conn(4, {{1, 0, 3, 4}, {1, 0, 2, 6}}), dense2D<unsigned>(0, 2),
+                                     first_nodes(8)};
+  const Vd tets = qualities(pos, parts[0], ET_TETRA4),
+           expected = {tets[0], tets[1], 0, 0, rect_2x1};
   dense1D<double> all;
   misc::histogram h;
-  ASSERT_EQ(shape_qualities(m.pos, parts, parts + 5, flags, all), 0);
-  ASSERT_EQ(shape_qualities(m.pos, parts, parts + 5, flags, h), 0);
-  EXPECT_EQ(values(all), expected);
-  EXPECT_GT(*std::min_element(expected.begin(), expected.end() - 2), 0);
-  EXPECT_EQ(Vd({double(h.count()), h.min(), h.max(), h.mean()}),
-            Vd({double(expected.size()), 0, *std::max_element(expected.begin(), expected.end()),
-                std::accumulate(expected.begin(), expected.end(), 0.0) / expected.size()}));
-  EXPECT_LE(h.max(), 1);
+  ASSERT_EQ(shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), all) +
+                shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), h),
+            0);
+  EXPECT_TRUE(Near(values(all), expected, 1e-15));
+  EXPECT_TRUE(tets[0] > 0 && tets[1] > 0 && tets[0] != tets[1]);
+  EXPECT_TRUE(Near({double(h.count()), h.min(), h.max(), h.mean()},
+                   {5, 0, rect_2x1, (tets[0] + tets[1] + rect_2x1) / 5}, 1e-15));
 }
 
 TEST(ShapeQualities, StatusesInTheirOrder) {
