@@ -106,15 +106,20 @@ TEST(Metric2, ClosedFormValuesVectorsAndSigns) {
 }
 
 TEST(MetricValidity, TensorsAndFields) {
-  const metric2 m2[] = {
-      {{0, 0, 0}}, {{1, 1, 1}}, {{1, 2, 1}}, {{nan, 0, 1}}, {{1e-300, 0, 1e-300}}};
-  const metric3 m3[] = {{{0, 0, 0, 0, 0, 0}},
-                        {{1, 0, 1, 0, 0, 0}},
-                        {{1, 0, -1, 0, 0, 1}},
-                        {{nan, 0, 1, 0, 0, 1}},
-                        {{1e-300, 0, 1e-300, 0, 0, 1e-300}}};
+  // Zero, singular, indefinite, a non-number, and the one valid: tiny yet
+  // above 0 with no tolerance.
+  const double t2[][3] = {{0, 0, 0}, {1, 1, 1}, {1, 2, 1}, {nan, 0, 1}, {1e-300, 0, 1e-300}};
+  const double t3[][6] = {{0, 0, 0, 0, 0, 0},
+                          {1, 0, 1, 0, 0, 0},
+                          {1, 0, -1, 0, 0, 1},
+                          {nan, 0, 1, 0, 0, 1},
+                          {1e-300, 0, 1e-300, 0, 0, 1e-300}};
   for (unsigned i = 0; i < 5; ++i)
-    EXPECT_EQ(is_valid_metric(m2[i]) + is_valid_metric(m3[i]), 2 * (i == 4)) << i;
+    EXPECT_EQ(
+        is_valid_metric(metric2{{t2[i][0], t2[i][1], t2[i][2]}}) +
+            is_valid_metric(metric3{{t3[i][0], t3[i][1], t3[i][2], t3[i][3], t3[i][4], t3[i][5]}}),
+        2 * (i == 4))
+        << i;
   dense1D<double> H(3, 1.0);
   dense2D<double> M(6, 3, 0.0);
   for (unsigned j = 0; j < 3; ++j) M(0, j) = M(2, j) = M(5, j) = 1;
@@ -123,10 +128,8 @@ TEST(MetricValidity, TensorsAndFields) {
               are_valid_metrics(M) && are_valid_metrics(idx, M) &&
               are_valid_metrics(dense2D<double>(3, 0)) &&
               are_valid_metrics(none, dense2D<double>()));
-  for (double bad : {0.0, -1.0, nan, double(INFINITY)}) {
-    H[2] = bad;
-    EXPECT_FALSE(are_valid_metrics(H) || are_valid_metrics(idx, H));
-  }
+  for (double bad : {0.0, -1.0, nan, double(INFINITY)})
+    EXPECT_FALSE((H[2] = bad, are_valid_metrics(H)) || are_valid_metrics(idx, H));
   M(2, 1) = 0;
   EXPECT_TRUE(are_valid_metrics(idx, M));
   EXPECT_FALSE(are_valid_metrics(past, H) || are_valid_metrics(dense2D<double>()) ||
@@ -139,32 +142,29 @@ TEST(MetricBounds, ClampEigenvaluesKeepVectors) {
   for (int t = 0; t < 50; ++t) {
     const metric3 M = random_spd<3>(g);
     metric3 B = M, C = M, E = M;
-    bound_metric(B, 0, 0);  // no bound: bit for bit
-    bound_metric(C, 2, 1);  // crossed: the largest size wins
-    bound_metric(E, 0.8, 1.5);
-    EXPECT_EQ(V(B), V(M));
-    EXPECT_TRUE(Near(V(C), {1, 0, 1, 0, 0, 1}, 1e-12));
+    // No bound (bit for bit); crossed (the largest size wins); a clamp.
+    bound_metric(B, 0, 0), bound_metric(C, 2, 1), bound_metric(E, 0.8, 1.5);
+    EXPECT_TRUE(Near(join(V(B), V(C)), join(V(M), {1, 0, 1, 0, 0, 1}), 1e-12) && V(B) == V(M));
     vector_fixed<double, 3> D0, D;
     sym3_eigen_values(M, D0), sym3_eigen_values(E, D);
     for (unsigned k = 0; k < 3; ++k)
       EXPECT_NEAR(D[k], std::fmin(std::fmax(D0[k], 1 / 2.25), 1 / 0.64), 1e-12);
   }
+  // A negative eigenvalue rises to 0; what cannot be decomposed takes the
+  // largest size.
   metric2 m = {{-1, 0, 4}}, n = {{nan, 0, 1}};
-  bound_metric(m, 0, 0);  // a negative eigenvalue rises to 0
-  bound_metric(n, 1, 2);  // cannot be decomposed: the largest size
+  bound_metric(m, 0, 0), bound_metric(n, 1, 2);
   EXPECT_EQ(join(V(m), V(n)), Vd({0, 0, 4, 0.25, 0, 0.25}));
-
   dense2D<double> F(4, 2, 1.0), empty(4, 0), G(3, 2, 0.0);
-  G(0, 1) = G(2, 1) = 100;
-  EXPECT_EQ(std::vector<int>({bound_metrics(F, 1, 2), bound_metrics(F, -1, -1),
-                              bound_metrics(empty, 1, 2), bound_metrics(G, 0.5, 2)}),
-            std::vector<int>({-1, 0, 0, 0}));
-  EXPECT_TRUE(Near({G(0, 0), G(0, 1)}, {0.25, 4}, 1e-14));
-  EXPECT_EQ(bound_metrics(G, -1, 1), 0);  // one negative bound, the other still acts
-  EXPECT_NEAR(G(0, 0), 1, 1e-15);
   dense1D<double> H = sizes({1, nan, 0.5});
-  EXPECT_EQ(bound_metrics(H, 1, 0), 0);  // h_max taken at its word, non-numbers stay
-  EXPECT_TRUE(H[0] == 0 && std::isnan(H[1]) && H[2] == 0);
+  G(0, 1) = G(2, 1) = 100;
+  // One negative bound: the other still acts. For sizes, h_max is taken at
+  // its word and non-numbers stay.
+  EXPECT_EQ(Vi({bound_metrics(F, 1, 2), bound_metrics(F, -1, -1), bound_metrics(empty, 1, 2),
+                bound_metrics(G, 0.5, 2), int(G(0, 0) * 4 + 10 * std::round(G(0, 1))),
+                bound_metrics(G, -1, 1), bound_metrics(H, 1, 0)}),
+            Vi({-1, 0, 0, 0, 41, 0, 0}));
+  EXPECT_TRUE(Near({G(0, 0), G(0, 1), H[0], H[2]}, {1, 4, 0, 0}, 1e-14) && std::isnan(H[1]));
 }
 
 TEST(MetricRepair, FromSizesAndTensors) {

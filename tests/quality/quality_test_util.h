@@ -8,9 +8,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <initializer_list>
-#include <iterator>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -49,27 +46,20 @@ inline dense2D<unsigned> conn(unsigned rows,
   return m;
 }
 
-inline dense1D<double> sizes(const Vd& h) {
-  dense1D<double> H(unsigned(h.size()));
-  for (unsigned i = 0; i < h.size(); ++i) H[i] = h[i];
-  return H;
-}
-
-inline dense1D<int> ints(const std::vector<int>& v) {
-  dense1D<int> d;
-  for (int x : v) d.push_back(x);
+template <class T>
+dense1D<T> dense(const std::vector<T>& v) {
+  dense1D<T> d;
+  for (T x : v) d.push_back(x);
   return d;
 }
-
+inline dense1D<double> sizes(const Vd& v) { return dense(v); }
+inline dense1D<int> ints(const Vi& v) { return dense(v); }
 inline Vd values(const dense1D<double>& v) { return Vd(v.data(), v.data() + v.size()); }
-inline Vd join(Vd a, const Vd& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
+inline Vd join(Vd a, const Vd& b) { return a.insert(a.end(), b.begin(), b.end()), a; }
 /// The entries of a fixed-size vector, matrix or packed tensor.
 template <class F>
 Vd V(const F& f) {
-  return Vd(std::begin(f.v), std::end(f.v));
+  return Vd(f.v, f.v + sizeof(f.v) / sizeof(double));
 }
 /// Column j of a dense matrix, and every column one after the other.
 inline Vd col(const dense2D<double>& m, unsigned j) { return Vd(&m(0, j), &m(0, j) + m.rows()); }
@@ -83,8 +73,7 @@ inline Vd entries(const dense2D<double>& m) {
 inline ::testing::AssertionResult Near(const Vd& a, const Vd& b, double tol) {
   if (a.size() != b.size()) return ::testing::AssertionFailure() << "lengths differ";
   for (unsigned i = 0; i < a.size(); ++i)
-    if (!(std::fabs(a[i] - b[i]) <= tol))
-      return ::testing::AssertionFailure() << "at " << i << ": " << a[i] << " vs " << b[i];
+    if (!(std::fabs(a[i] - b[i]) <= tol)) return ::testing::AssertionFailure() << "at " << i;
   return ::testing::AssertionSuccess();
 }
 
