@@ -6,26 +6,17 @@
 #include <string>
 
 #include "alloc_seam.h"
+#include "arrays.h"
 #include "files.h"
 #include "qz4/tessellix/formats.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
+using qz4test::conn;
 using qz4test::scratch;
 using qz4test::slurp;
 
 namespace {
-
-dense2D<unsigned> conn(unsigned rows, std::initializer_list<std::initializer_list<unsigned>> cols) {
-  dense2D<unsigned> m(rows, unsigned(cols.size()), NO_ID);
-  unsigned j = 0;
-  for (const auto& c : cols) {
-    unsigned i = 0;
-    for (unsigned v : c) m(i++, j) = v;
-    ++j;
-  }
-  return m;
-}
 
 dense1D<int> kinds(std::initializer_list<element_type> k) {
   dense1D<int> f;

@@ -1,7 +1,7 @@
 // Tensors and eigen pairs, validity, bounds and repair, edge measures,
 // intersection and frames: random tensors against their defining equations,
 // hand-derived values at the branch points.
-#include "../quality/quality_test_util.h"
+#include "measures.h"
 
 using namespace qz4test;
 
@@ -161,7 +161,7 @@ TEST(MetricRepair, FromSizesAndTensors) {
             Vi({-2, -2, -1, -1, 0, 0, 0, 0, 39}));
   M(5, 0) = 0;
   EXPECT_EQ(O(M, ref), 0);  // a valid tensor stays, whatever the reference
-  EXPECT_EQ(entries(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 9, 0, 9, 0, 0, 9}));
+  EXPECT_EQ(flat(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 9, 0, 9, 0, 0, 9}));
   M(0, 1) = 0, R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;  // the repair walks every column
   EXPECT_EQ(O(M, R6) + M(0, 1), 5.0);
 }
@@ -233,7 +233,7 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
   EXPECT_EQ(join(join(V(F), V(G)), V(K)), Vd({0, 0, 0, 0.25, 0, 1, 1, 4, 12}));
   dense2D<double> out, none, M3(6, 2), frames3(6, 2), frames(6, 2, 0.0), m2;
   metrics_iso_to_aniso2d(sizes({1, -1}), out);
-  EXPECT_EQ(entries(out), Vd({1, 0, 1, 0, 0, 0}));
+  EXPECT_EQ(flat(out), Vd({1, 0, 1, 0, 0, 0}));
   for (unsigned n = 0; n < 2; ++n)
     for (unsigned i = 0; i < 6; ++i) M3(i, n) = S[i] * (n + 1), frames3(i, n) = frame[i];
   frames(0, 0) = frames(4, 0) = frames(1, 1) = frames(5, 1) = 1;

@@ -1,7 +1,7 @@
 // Edge lengths per node and edge lengths in a size field: a brute-force walk
 // over the edge sets of shuffled grids, hand-counted cases, statuses in their
 // order and the out-of-memory paths.
-#include "quality_test_util.h"
+#include "measures.h"
 
 using namespace qz4test;
 
@@ -12,8 +12,8 @@ TEST(EdgeLengths, RepeatedEdgesCountEachTimeAndLoopsTwice) {
   ASSERT_EQ(edge_lengths(points(1, {0, 1, 3, 10}), conn(2, {{0, 1}, {1, 2}, {1, 0}, {2, 2}}), l) +
                 edge_lengths(points(4, {0, 0, 0, 0, 1, 1, 1, 1}), conn(2, {{0, 1}}), l4),
             0);
-  EXPECT_EQ(entries(l), Vd({1, 1, 1, 1, 4.0 / 3, 2, 0, 2.0 / 3, 2, DBL_MAX, 0, 0}));
-  EXPECT_EQ(entries(l4), Vd({2, 2, 2, 2, 2, 2}));
+  EXPECT_EQ(flat(l), Vd({1, 1, 1, 1, 4.0 / 3, 2, 0, 2.0 / 3, 2, DBL_MAX, 0, 0}));
+  EXPECT_EQ(flat(l4), Vd({2, 2, 2, 2, 2, 2}));
 }
 
 // Per node: shortest, mean and longest incident edge of the edge set; in a
@@ -38,7 +38,7 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
     }
     dense2D<double> lengths;
     ASSERT_EQ(edge_lengths(support::with_gap(m.pos, 1), support::with_gap(edges, 2), lengths), 0);
-    EXPECT_TRUE(Near(entries(lengths), stats, 1e-15));
+    EXPECT_TRUE(Near(flat(lengths), stats, 1e-15));
     EXPECT_EQ(std::count(count.begin(), count.end(), 0.0), 0);
 
     dense1D<double> H(nodes);
@@ -85,7 +85,7 @@ TEST(EdgeLengths, StatusesClearTheOutput) {
     EXPECT_EQ(edge_lengths(pos, bad, l) - l.cols(), -2);
   }
   const dense2D<unsigned> path = conn(2, {{0, 1}, {1, 2}});
-  EXPECT_EQ(expect_oom([&] {
+  EXPECT_EQ(expect_ok_or_out_of_memory([&] {
               dense2D<double> out;
               const int s = edge_lengths(pos, path, out);
               EXPECT_EQ(out.cols(), s == 0 ? 3u : 0u);
@@ -120,7 +120,7 @@ TEST(EdgeQualities, StatusesInTheirOrder) {
                 edge_qualities(pos, groups, groups + 2, flags, shortH, h), int(h.count())}),
             Vi({-4, 8, 0, -4, 0, -1, -4, -4, -2, 8, -5, 11}));
   for (int range = 0; range < 2; ++range)
-    expect_oom([&] {
+    expect_ok_or_out_of_memory([&] {
       misc::histogram f;
       const int s = range ? edge_qualities(pos, groups, groups + 2, flags, H, f)
                           : edge_qualities(pos, two, ET_TRIA3, H, f);

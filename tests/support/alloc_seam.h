@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace qz4test {
 
 /// While alive, block allocation number `k` (counted from 1 from the moment of
@@ -37,18 +39,24 @@ unsigned for_each_failing_allocation(F run) {
   return k - 1;
 }
 
-/// Runs `call(k)` with each allocation k failing in turn: every run returns `ok`
-/// or -199, and at least one meets a refused allocation. Checks of what a
-/// failed call leaves behind go inside `call`.
+/// Runs `call` (given k, or nothing) with each allocation k failing in turn:
+/// every run returns `ok` or -199, and at least one meets a refused
+/// allocation; returns how many did. Checks of what a failed call leaves
+/// behind go inside `call`.
 template <class F>
-void expect_ok_or_out_of_memory(F call, int ok = 0) {
+unsigned expect_ok_or_out_of_memory(F call, int ok = 0) {
   unsigned refused = 0;
   for_each_failing_allocation([&](unsigned k) {
-    const int s = call(k);
+    int s;
+    if constexpr (std::is_invocable_v<F, unsigned>)
+      s = call(k);
+    else
+      s = call();
     refused += s == -199;
     EXPECT_TRUE(s == ok || s == -199) << "status " << s << " with allocation " << k << " failing";
   });
   EXPECT_GT(refused, 0u);
+  return refused;
 }
 
 }  // namespace qz4test

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qz4/dense.h"
+#include "qz4/element_type.h"
 
 namespace qz4test {
 
@@ -42,6 +43,19 @@ qz4::dense2D<T> mat(unsigned rows, const std::vector<T>& entries) {
 }
 inline qz4::dense2D<unsigned> mat(unsigned rows, std::initializer_list<unsigned> entries) {
   return mat(rows, std::vector<unsigned>(entries));
+}
+
+/// A connectivity of `rows` rows from its columns, short ones padded with NO_ID.
+inline qz4::dense2D<unsigned> conn(unsigned rows,
+                                   std::initializer_list<std::initializer_list<unsigned>> cols) {
+  qz4::dense2D<unsigned> m(rows, unsigned(cols.size()), qz4::NO_ID);
+  unsigned j = 0;
+  for (const auto& c : cols) {
+    unsigned i = 0;
+    for (unsigned v : c) m(i++, j) = v;
+    ++j;
+  }
+  return m;
 }
 
 /// The same matrix inside a taller one, so that ld exceeds rows; the gap rows
