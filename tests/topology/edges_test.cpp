@@ -19,10 +19,8 @@ TEST(CopyEdges, HandExamplesAndKinds) {
   for (unsigned j = 0; j < 54; ++j) hexa.data()[j] = 100 + j;
   const dense2D<unsigned> hexa20 = hexa.sub_matrix(0, 0, 20, 2),
                           tria = columns(2, {{1, 2}, {2, 0}, {0, 1}});
-  struct {
-    element_type type;
-    dense2D<unsigned> c, want;
-  } kinds[] = {// clang-format off
+  // clang-format off
+  struct { element_type type; dense2D<unsigned> c, want; } kinds[] = {
       {ET_HEXA27, hexa, first_met_edges(hexa, ET_HEXA8)}, {ET_TRIA6, columns(6, {{0, 1, 2, 3, 4, 5}}), tria},
       {ET_FACE_MIXED, columns(3, {{0, 1, 2}}), tria}, {ET_HEXA20, hexa20, {}}, {ET_NONE, hexa20, {}},
       {ET_NODE, hexa20, {}}, {ET_EDGE_MIXED, hexa20, {}}};
@@ -36,12 +34,21 @@ TEST(CopyEdges, HandExamplesAndKinds) {
 
 TEST(CopyEdges, EveryKindMatchesTheFirstMeetingWalk) {
   for (const support::mesh& m : every_kind(31, true)) {
-    // Behind two edges already there, which stay in front untouched.
-    dense2D<unsigned> edges = columns(2, {{7, 3}, {3, 7}});
-    ASSERT_EQ(copy_edges(support::with_gap(m.conn, 2), m.type, edges), 0) << m.type;
-    id_table want = {{7, 3}, {3, 7}}, walk = all_columns(first_met_edges(m.conn, m.type));
-    want.insert(want.end(), walk.begin(), walk.end());
-    EXPECT_EQ(all_columns(edges), want) << m.type;
+    // Behind two edges already there, which stay in front untouched; alone,
+    // or as a group of its two halves.
+    const dense2D<unsigned> c = support::with_gap(m.conn, 2);
+    const unsigned h = c.cols() / 2;
+    const dense2D<unsigned> halves[2] = {c.sub_matrix(0, 0, c.rows(), h),
+                                         c.sub_matrix(0, h, c.rows(), c.cols() - h)};
+    id_table want = all_columns(first_met_edges(m.conn, m.type));
+    want.insert(want.begin(), {{7, 3}, {3, 7}});
+    for (bool group : {false, true}) {
+      dense2D<unsigned> edges = columns(2, {{7, 3}, {3, 7}});
+      ASSERT_EQ(group ? copy_edges(halves, halves + 2, dense1D<int>(2, int(m.type)), edges)
+                      : copy_edges(c, m.type, edges),
+                0);
+      EXPECT_EQ(all_columns(edges), want) << m.type << group;
+    }
   }
 }
 
@@ -66,30 +73,9 @@ TEST(CopyEdges, StatusesAndTheirOrder) {
   EXPECT_EQ(copy_edges(group, group + 2, flags, three_rows), -4);
   EXPECT_EQ(copy_edges(group, group + 2, flags, edges), -1);
   EXPECT_EQ(all_columns(edges), (id_table{{5, 6}}));
-  EXPECT_EQ(copy_edges(group, group + 1, one_flag, edges), 0);
-  EXPECT_EQ(all_columns(edges), (id_table{{5, 6}, {1, 2}, {2, 0}, {0, 1}}));
-}
-
-TEST(CopyEdges, GroupsShareOneSetAndFailuresLeaveEdgesAlone) {
-  // Two halves of a triangle grid, then its quadrangles: each edge once, as
-  // first met, behind what `edges` holds.
-  const support::mesh t = support::tria_grid(4, 2);
-  const dense2D<unsigned> parts[3] = {t.conn.sub_matrix(0, 0, 3, 8), t.conn.sub_matrix(0, 8, 3, 8),
-                                      support::quad_grid(4, 2).conn},
-                          start = columns(2, {{9, 8}});
-  dense1D<int> flags(3, int(ET_TRIA3));
-  flags[2] = ET_QUAD4;
-  id_table want = all_columns(first_met_edges(t.conn, ET_TRIA3));
-  want.insert(want.begin(), {9, 8});
-  for (bool grouped : {false, true}) {
-    const unsigned runs = for_each_failing_allocation([&](unsigned) {
-      dense2D<unsigned> edges = start;  // sharing its block, it must move to grow
-      const int s = grouped ? copy_edges(parts, parts + 3, flags, edges)
-                            : copy_edges(t.conn, ET_TRIA3, edges);
-      EXPECT_EQ(s, s ? -199 : 0);
-      EXPECT_EQ(all_columns(edges), s ? all_columns(start) : want);
-    });
-    EXPECT_EQ(runs, 1u);
-    EXPECT_EQ(all_columns(start), (id_table{{9, 8}}));
-  }
+  // Each matrix of its own kind: the quadrangle adds its two new edges.
+  const dense2D<unsigned> kinds[2] = {tri, columns(4, {{0, 1, 2, 3}})};
+  flags[1] = ET_QUAD4;
+  EXPECT_EQ(copy_edges(kinds, kinds + 2, flags, edges), 0);
+  EXPECT_EQ(all_columns(edges), (id_table{{5, 6}, {1, 2}, {2, 0}, {0, 1}, {2, 3}, {3, 0}}));
 }

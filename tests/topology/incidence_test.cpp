@@ -69,19 +69,3 @@ TEST(Incidence, MatchBruteForceOnShuffledMeshes) {
     }
   }
 }
-
-TEST(Incidence, EveryAllocationFailureIsReported) {
-  const dense2D<unsigned> c = support::with_gap(support::tria_grid(3, 2).conn, 2);
-  for (int kind : {0, 1, 2}) {
-    dense1D<unsigned> ref_i, ref_o;
-    ASSERT_EQ(incidence(kind, c, ref_i, ref_o), 0);
-    const unsigned runs = for_each_failing_allocation([&](unsigned) {
-      dense1D<unsigned> i, o;
-      const int s = incidence(kind, c, i, o);
-      EXPECT_EQ(s, s ? -199 : 0);
-      EXPECT_EQ(values(i), s ? ids{} : values(ref_i));
-      EXPECT_EQ(values(o), s && kind ? values(o) : values(ref_o));
-    });
-    EXPECT_EQ(runs, unsigned(kind + 1));  // (index,) (mark,) the result
-  }
-}

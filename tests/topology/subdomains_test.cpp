@@ -38,39 +38,8 @@ TEST(Subdomains, HandExamples) {
   EXPECT_EQ(column(old_view, 1), (ids{10, 11}));
 }
 
-TEST(Subdomains, ReorderingAShuffledMeshOfTwoGrids) {
-  support::mesh m = support::tria_grid(3, 2);
-  const support::mesh b = support::tria_grid(2, 2);
-  const unsigned n = m.conn.cols(), na = m.pos.cols();
-  m.conn.resize(3, n + b.conn.cols());
-  m.pos.resize(2, na + b.pos.cols(), 0.0);
-  for (unsigned j = 0; j < b.conn.cols() * 3; ++j)
-    m.conn(j % 3, n + j / 3) = na + b.conn(j % 3, j / 3);
-  support::shuffle(m, 3);
-  dense2D<unsigned> nb, fresh;
-  dense1D<unsigned> elements, starts, starts2;
-  ASSERT_EQ(get_neighbors(m.conn, ET_TRIA3, false, nb), 0);
-  ASSERT_EQ(get_subdomains(nb, elements, starts), 0);
-  EXPECT_EQ(values(starts), (ids{0, 12, 20}));  // element 0 is in the larger grid
-  dense2D<unsigned> c = support::with_gap(m.conn, 2), nbv = support::with_gap(nb, 1);
-  ASSERT_EQ(get_subdomains(c, nbv, starts2), 0);
-  EXPECT_EQ(values(starts2), values(starts));
-  for (unsigned k = 0; k < elements.size(); ++k)
-    EXPECT_EQ(column(c, k), column(m.conn, elements[k]));
-  ASSERT_EQ(get_neighbors(c, ET_TRIA3, false, fresh), 0);
-  EXPECT_EQ(all_columns(nbv), all_columns(fresh));
-}
-
 TEST(Subdomains, OutOfMemory) {
   const dense2D<unsigned> nb0 = two_components(), c0(2, 7, 1u);
-  for_each_failing_allocation([&](unsigned k) {
-    // Only the reservation fails loudly; a lost push_back on starts is silent.
-    dense1D<unsigned> elements, starts;
-    EXPECT_EQ(get_subdomains(nb0, elements, starts), k == 1 ? -199 : 0);
-    EXPECT_EQ(values(elements), k == 1 ? ids{} : ids({0, 5, 3, 6, 1, 4, 2}));
-  });
-  // The reordering: a failed walk leaves the matrices, a later failure
-  // clears them and `starts`.
   unsigned cleared = 0;
   for_each_failing_allocation([&](unsigned) {
     dense2D<unsigned> c, nb;
@@ -78,20 +47,19 @@ TEST(Subdomains, OutOfMemory) {
     if (!c.copy(c0) || !nb.copy(nb0)) return;
     const int s = get_subdomains(c, nb, starts);
     EXPECT_EQ(s, s ? -199 : 0);
-    EXPECT_EQ((ids{c.cols(), nb.cols()}), (s && c.empty() ? ids{0, 0} : ids{7, 7}));
-    EXPECT_EQ(values(starts), s ? values(starts) : ids({0, 4, 7}));
-    EXPECT_EQ(starts.size(), c.empty() ? 0u : starts.size());
+    // A failed walk leaves the matrices, a later failure clears them too.
+    const id_table want =
+        s ? id_table{c.empty() ? ids{0, 0} : ids{7, 7}, {}} : id_table{{7, 7}, {0, 4, 7}};
+    EXPECT_EQ((id_table{{c.cols(), nb.cols()}, values(starts)}), want);
     cleared += c.empty();
   });
   EXPECT_GE(cleared, 4u);
 }
 
 TEST(SortElfes, HandExamples) {
-  struct {
-    dense2D<unsigned> c, nb, block, want_nb;  // block: the caller's block after the sort
-    id_table lists;                           // group_nodes, group_ends, new_ids
-  } cases[] = {
-      // clang-format off
+  // clang-format off
+  // The caller's block after the sort, and group_nodes, group_ends, new_ids.
+  struct { dense2D<unsigned> c, nb, block, want_nb; id_table lists; } cases[] = {
       // A tetrahedron, a hexahedron and a pyramid.
       {columns(8, {{0, 1, 2, 3}, {4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}}), {},
        columns(8, {{4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}, {0, 1, 2, 3}}), {}, {{8, 5, 4}, {1, 2, 3}, {2, 0, 1}}},
@@ -150,6 +118,15 @@ TEST(SortElfes, ShuffledMixedSolidsWithNeighbours) {
   ASSERT_EQ(sort_elfes(c, nbv, nodes, ends, new_ids), 0);
   EXPECT_EQ(all_columns(c), want_c);
   EXPECT_EQ((id_table{values(nodes), values(ends), values(new_ids)}), lists);
+  ASSERT_EQ(get_neighbors(c, ET_SOLID_MIXED, false, fresh), 0);
+  EXPECT_EQ(all_columns(nbv), all_columns(fresh));
+  // Reordered breadth first as its one subdomain, on new blocks.
+  const dense2D<unsigned> sorted = c;
+  dense1D<unsigned> elements, starts;
+  ASSERT_EQ(get_subdomains(nbv, elements, starts), 0);
+  ASSERT_EQ(get_subdomains(c, nbv, starts), 0);
+  EXPECT_EQ(values(starts), (ids{0, c.cols()}));
+  for (unsigned k = 0; k < c.cols(); ++k) EXPECT_EQ(column(c, k), column(sorted, elements[k]));
   ASSERT_EQ(get_neighbors(c, ET_SOLID_MIXED, false, fresh), 0);
   EXPECT_EQ(all_columns(nbv), all_columns(fresh));
 }

@@ -31,9 +31,9 @@ inline dense2D<unsigned> columns(unsigned rows, std::initializer_list<ids> cols)
   return m;
 }
 
-inline ids values(const dense1D<unsigned>& v) { return ids(v.data(), v.data() + v.size()); }
+inline ids values(const dense1D<unsigned>& v) { return {v.data(), v.data() + v.size()}; }
 inline ids column(const dense2D<unsigned>& m, unsigned j) {
-  return ids(&m(0, j), &m(0, j) + m.rows());
+  return {&m(0, j), &m(0, j) + m.rows()};
 }
 
 /// All columns, for whole-matrix comparisons that ignore ld.
