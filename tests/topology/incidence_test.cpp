@@ -19,26 +19,26 @@ TEST(Incidence, HandExamples) {
   // Ancestors: node 3 is absent, node 5 held by elements 0 and 2. An existing
   // vector is updated, not replaced, and too large IDs are skipped.
   dense1D<unsigned> a, b(3, 77u), c(2, 5u), d, index, out;
-  ASSERT_EQ(get_ancestors(columns(3, {{0, 1, 5}, {1, 2, X}, {5, 4, 2}}), a), 0);
-  ASSERT_EQ(get_ancestors(columns(2, {{4, 1}, {0, 9}}), b), 0);
+  ASSERT_EQ(get_ancestors(conn(3, {{0, 1, 5}, {1, 2, X}, {5, 4, 2}}), a), 0);
+  ASSERT_EQ(get_ancestors(conn(2, {{4, 1}, {0, 9}}), b), 0);
   ASSERT_EQ(get_ancestors(dense2D<unsigned>(3, 0), c), 0);
   ASSERT_EQ(get_ancestors(dense2D<unsigned>(2, 2, X), d), 0);
-  EXPECT_EQ((id_table{values(a), values(b), values(c), values(d)}),
+  EXPECT_EQ((id_table{std_of(a), std_of(b), std_of(c), std_of(d)}),
             (id_table{{0, 1, 2, X, 2, 2}, {1, 0, 77}, {5, 5}, {X}}));
   // Node 2 is absent; element 1 names node 4 twice and holds padding.
-  ASSERT_EQ(get_connected_elements(columns(3, {{0, 1, 4}, {4, X, 4}, {3, 1, 0}}), index, out), 0);
-  EXPECT_EQ((id_table{values(index), values(out)}),
+  ASSERT_EQ(get_connected_elements(conn(3, {{0, 1, 4}, {4, X, 4}, {3, 1, 0}}), index, out), 0);
+  EXPECT_EQ((id_table{std_of(index), std_of(out)}),
             (id_table{{0, 2, 4, 4, 5, 8}, {0, 2, 0, 2, 2, 0, 1, 1}}));
   // A quadrangle and a triangle: the diagonal 0-2 counts; element 1 repeats node 4.
-  ASSERT_EQ(get_node_graph(columns(4, {{3, 0, 1, 2}, {4, 2, 4, 6}}), index, out), 0);
-  EXPECT_EQ((id_table{values(index), values(out)}),
+  ASSERT_EQ(get_node_graph(conn(4, {{3, 0, 1, 2}, {4, 2, 4, 6}}), index, out), 0);
+  EXPECT_EQ((id_table{std_of(index), std_of(out)}),
             (id_table{{0, 3, 6, 11, 14, 16, 16, 18},
                       {3, 1, 2, 3, 0, 2, 3, 0, 1, 4, 6, 0, 1, 2, 2, 6, 4, 2}}));
   for (int kind : {1, 2})
     for (const dense2D<unsigned>& e : {dense2D<unsigned>(2, 0), dense2D<unsigned>(3, 2, X)}) {
       dense1D<unsigned> i(4, 1u), o(3, 1u);
       ASSERT_EQ(incidence(kind, e, i, o), 0);
-      EXPECT_EQ((id_table{values(i), values(o)}), (id_table{ids(e.cols() ? 2 : 1, 0), {}}));
+      EXPECT_EQ((id_table{std_of(i), std_of(o)}), (id_table{ids(e.cols() ? 2 : 1, 0), {}}));
     }
 }
 
@@ -61,7 +61,7 @@ TEST(Incidence, MatchBruteForceOnShuffledMeshes) {
     for (int kind = 0; kind < 3; ++kind) {
       dense1D<unsigned> index, out;
       ASSERT_EQ(incidence(kind, support::with_gap(m.conn, 3), index, out), 0);
-      id_table got(kind ? 0 : 1, values(index));
+      id_table got(kind ? 0 : 1, std_of(index));
       for (unsigned n = 0; kind && n + 1 < index.size(); ++n)
         got.push_back(ids(out.data() + index[n], out.data() + index[n + 1]));
       EXPECT_EQ(got, want[kind]) << kind;

@@ -9,7 +9,7 @@ namespace {
 
 // Two components, {0, 3, 5, 6} and {1, 2, 4}.
 dense2D<unsigned> two_components() {
-  return columns(3, {{5, X, 3}, {X, 4, X}, {4, X, X}, {0, 6, X}, {2, 1, X}, {6, 0, X}, {3, 5, X}});
+  return conn(3, {{5, X, 3}, {X, 4, X}, {4, X, X}, {0, 6, X}, {2, 1, X}, {6, 0, X}, {3, 5, X}});
 }
 
 }  // namespace
@@ -22,19 +22,19 @@ TEST(Subdomains, HandExamples) {
       {dense2D<unsigned>(), {{}, {0}}}};
   for (const auto& w : walks) {
     ASSERT_EQ(get_subdomains(w.first, elements, starts), 0);
-    EXPECT_EQ((id_table{values(elements), values(starts)}), w.second);
+    EXPECT_EQ((id_table{std_of(elements), std_of(starts)}), w.second);
   }
   // The reordering: both matrices on new blocks, neighbours renumbered.
   dense2D<unsigned> nb = two_components(), c(2, 7);
   for (unsigned e = 0; e < 7; ++e) c(0, e) = 10 * e, c(1, e) = 10 * e + 1;
   const dense2D<unsigned> old_view = c;
   ASSERT_EQ(get_subdomains(c, nb, starts), 0);
-  EXPECT_EQ(values(starts), (ids{0, 4, 7}));
-  EXPECT_EQ(all_columns(c),
-            all_columns(
-                columns(2, {{0, 1}, {50, 51}, {30, 31}, {60, 61}, {10, 11}, {40, 41}, {20, 21}})));
+  EXPECT_EQ(std_of(starts), (ids{0, 4, 7}));
+  EXPECT_EQ(
+      all_columns(c),
+      all_columns(conn(2, {{0, 1}, {50, 51}, {30, 31}, {60, 61}, {10, 11}, {40, 41}, {20, 21}})));
   EXPECT_EQ(all_columns(nb),
-            all_columns(columns(3, {{1, X, 2}, {3, 0}, {0, 3}, {2, 1}, {X, 5}, {6, 4}, {5}})));
+            all_columns(conn(3, {{1, X, 2}, {3, 0}, {0, 3}, {2, 1}, {X, 5}, {6, 4}, {5}})));
   EXPECT_EQ(column(old_view, 1), (ids{10, 11}));
 }
 
@@ -50,7 +50,7 @@ TEST(Subdomains, OutOfMemory) {
     // A failed walk leaves the matrices, a later failure clears them too.
     const id_table want =
         s ? id_table{c.empty() ? ids{0, 0} : ids{7, 7}, {}} : id_table{{7, 7}, {0, 4, 7}};
-    EXPECT_EQ((id_table{{c.cols(), nb.cols()}, values(starts)}), want);
+    EXPECT_EQ((id_table{{c.cols(), nb.cols()}, std_of(starts)}), want);
     cleared += c.empty();
   });
   EXPECT_GE(cleared, 4u);
@@ -61,16 +61,16 @@ TEST(SortElfes, HandExamples) {
   // The caller's block after the sort, and group_nodes, group_ends, new_ids.
   struct { dense2D<unsigned> c, nb, block, want_nb; id_table lists; } cases[] = {
       // A tetrahedron, a hexahedron and a pyramid.
-      {columns(8, {{0, 1, 2, 3}, {4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}}), {},
-       columns(8, {{4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}, {0, 1, 2, 3}}), {}, {{8, 5, 4}, {1, 2, 3}, {2, 0, 1}}},
+      {conn(8, {{0, 1, 2, 3}, {4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}}), {},
+       conn(8, {{4, 5, 6, 7, 8, 9, 10, 11}, {12, 13, 14, 15, 16}, {0, 1, 2, 3}}), {}, {{8, 5, 4}, {1, 2, 3}, {2, 0, 1}}},
       // Equal counts: the higher column first.
-      {columns(3, {{0, 1, 2}, {3, 4, 5}}), {}, columns(3, {{3, 4, 5}, {0, 1, 2}}), {}, {{3}, {2}, {1, 0}}},
+      {conn(3, {{0, 1, 2}, {3, 4, 5}}), {}, conn(3, {{3, 4, 5}, {0, 1, 2}}), {}, {{3}, {2}, {1, 0}}},
       // A column of padding only is dropped, and neighbours naming it lose it.
-      {columns(3, {{0, 1, 2}, {}, {4, 5}}), columns(2, {{1, 2}, {0, X}, {0, 1}}), columns(3, {{0, 1, 2}, {4, 5}, {}}),
-       columns(2, {{X, 1}, {0}}), {{3, 2}, {1, 2}, {0, X, 1}}},
+      {conn(3, {{0, 1, 2}, {}, {4, 5}}), conn(2, {{1, 2}, {0, X}, {0, 1}}), conn(3, {{0, 1, 2}, {4, 5}, {}}),
+       conn(2, {{X, 1}, {0}}), {{3, 2}, {1, 2}, {0, X, 1}}},
       // Without real nodes: one group of no columns.
       {dense2D<unsigned>(4, 0), {}, {}, {}, {{X}, {0}, {}}},
-      {columns(4, {{}, {}}), columns(1, {{0}, {1}}), columns(4, {{}, {}}), {}, {{X}, {0}, {X, X}}}};
+      {conn(4, {{}, {}}), conn(1, {{0}, {1}}), conn(4, {{}, {}}), {}, {{X}, {0}, {X, X}}}};
   // clang-format on
   for (auto& t : cases) {
     dense2D<unsigned> c = t.c.sub_matrix(0, 0, t.c.rows(), t.c.cols());
@@ -82,15 +82,15 @@ TEST(SortElfes, HandExamples) {
     EXPECT_EQ(all_columns(c),
               all_columns(t.block.sub_matrix(0, 0, t.block.rows(), ends[ends.size() - 1])));
     EXPECT_EQ(all_columns(t.nb), all_columns(t.want_nb));
-    EXPECT_EQ((id_table{values(nodes), values(ends), values(new_ids)}), t.lists);
+    EXPECT_EQ((id_table{std_of(nodes), std_of(ends), std_of(new_ids)}), t.lists);
   }
   // Neighbours of another column count: nothing is touched; an empty
   // neighbour matrix is no mismatch.
-  dense2D<unsigned> c = columns(3, {{0, 1, 2}, {3, 4, 5}}), nb(3, 3, X), none;
+  dense2D<unsigned> c = conn(3, {{0, 1, 2}, {3, 4, 5}}), nb(3, 3, X), none;
   dense1D<unsigned> n(1, 7u), e(1, 7u), i(1, 7u);
   EXPECT_EQ(sort_elfes(c, nb, n, e, i), -1);
-  EXPECT_EQ(all_columns(c), all_columns(columns(3, {{0, 1, 2}, {3, 4, 5}})));
-  EXPECT_EQ((id_table{values(n), values(e), values(i), ids(1, nb.cols())}),
+  EXPECT_EQ(all_columns(c), all_columns(conn(3, {{0, 1, 2}, {3, 4, 5}})));
+  EXPECT_EQ((id_table{std_of(n), std_of(e), std_of(i), ids(1, nb.cols())}),
             (id_table{{7}, {7}, {7}, {3}}));
   EXPECT_EQ(sort_elfes(c, none, n, e, i), 0);
   EXPECT_TRUE(none.empty());
@@ -117,7 +117,7 @@ TEST(SortElfes, ShuffledMixedSolidsWithNeighbours) {
   dense1D<unsigned> nodes, ends, new_ids;
   ASSERT_EQ(sort_elfes(c, nbv, nodes, ends, new_ids), 0);
   EXPECT_EQ(all_columns(c), want_c);
-  EXPECT_EQ((id_table{values(nodes), values(ends), values(new_ids)}), lists);
+  EXPECT_EQ((id_table{std_of(nodes), std_of(ends), std_of(new_ids)}), lists);
   ASSERT_EQ(get_neighbors(c, ET_SOLID_MIXED, false, fresh), 0);
   EXPECT_EQ(all_columns(nbv), all_columns(fresh));
   // Reordered breadth first as its one subdomain, on new blocks.
@@ -125,7 +125,7 @@ TEST(SortElfes, ShuffledMixedSolidsWithNeighbours) {
   dense1D<unsigned> elements, starts;
   ASSERT_EQ(get_subdomains(nbv, elements, starts), 0);
   ASSERT_EQ(get_subdomains(c, nbv, starts), 0);
-  EXPECT_EQ(values(starts), (ids{0, c.cols()}));
+  EXPECT_EQ(std_of(starts), (ids{0, c.cols()}));
   for (unsigned k = 0; k < c.cols(); ++k) EXPECT_EQ(column(c, k), column(sorted, elements[k]));
   ASSERT_EQ(get_neighbors(c, ET_SOLID_MIXED, false, fresh), 0);
   EXPECT_EQ(all_columns(nbv), all_columns(fresh));

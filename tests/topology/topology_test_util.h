@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "alloc_seam.h"
+#include "arrays.h"
 #include "core/element_tables.h"
 #include "qz4/tessellix/topology.h"
 #include "structured_mesh.h"
@@ -23,15 +24,6 @@ typedef std::vector<ids> id_table;
 namespace td = qz4::tessellix::detail;
 constexpr unsigned X = NO_ID;
 
-/// A matrix of `rows` rows from a list of columns; short columns are padded with NO_ID.
-inline dense2D<unsigned> columns(unsigned rows, std::initializer_list<ids> cols) {
-  dense2D<unsigned> m(rows, unsigned(cols.size()), X);
-  unsigned j = 0;
-  for (const auto& c : cols) std::copy(c.begin(), c.end(), &m(0, j++));
-  return m;
-}
-
-inline ids values(const dense1D<unsigned>& v) { return {v.data(), v.data() + v.size()}; }
 inline ids column(const dense2D<unsigned>& m, unsigned j) {
   return {&m(0, j), &m(0, j) + m.rows()};
 }
