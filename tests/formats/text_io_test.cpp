@@ -149,3 +149,17 @@ TEST(BlockReader, LinesAcrossBlocksAndLongerThanABlock) {
   EXPECT_FALSE(r.failed());
   std::fclose(f);
 }
+
+TEST(BlockReader, BinaryReadsAcrossRefills) {
+  std::string bytes(3u << 20, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = char(i * 7 % 251);
+  std::FILE* f = std::tmpfile();
+  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  std::rewind(f);
+  block_reader r(f);
+  std::string got;
+  char chunk[4096];
+  for (std::size_t n; (n = r.read(chunk, 1000)) > 0; got.append(chunk, n)) ASSERT_LE(n, 1000u);
+  EXPECT_TRUE(got == bytes);
+  std::fclose(f);
+}
