@@ -206,8 +206,9 @@ TEST(ShapeQualities, StatusesInTheirOrder) {
     return s == r && q.size() + h.count() == 0 ? s : 99;
   };
   // No measure, even for an empty connectivity and before the node check.
-  for (int t : {ET_NONE, ET_NODE, ET_EDGE_MIXED, ET_EDGE3, ET_TRIA6, ET_QUAD8, ET_QUAD9, ET_TETRA10,
-                ET_PYRA14, ET_PENTA18, ET_HEXA20, ET_HEXA27, element_type(21), element_type(1000)})
+  for (int t : std::initializer_list<int>{ET_NONE, ET_NODE, ET_EDGE_MIXED, ET_EDGE3, ET_TRIA6,
+                                          ET_QUAD8, ET_QUAD9, ET_TETRA10, ET_PYRA14, ET_PENTA18,
+                                          ET_HEXA20, ET_HEXA27, 21, 1000})
     EXPECT_EQ(Vi({S(pos, bad, t), S(pos, dense2D<unsigned>(), t)}), Vi({-3, -3})) << t;
   // The node check (an ID equal to the node count) and the row count; range:
   // first above last before the flags, the first failing matrix wins and the
