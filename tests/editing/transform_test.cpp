@@ -16,7 +16,6 @@ namespace {
 
 const double pi = 3.14159265358979323846;
 
-dense2D<double> points(unsigned rows, std::vector<double> v) { return mat(rows, v); }
 using P2 = vector_fixed<double, 2>;
 using P3 = vector_fixed<double, 3>;
 using D = std::vector<double>;

@@ -22,13 +22,6 @@ struct deck {
   dense1D<int> kinds;
 };
 
-template <class T>
-dense1D<T> list(std::initializer_list<T> v) {
-  dense1D<T> d;
-  for (T x : v) d.push_back(x);
-  return d;
-}
-
 // One element of each kind given, in a run of its own, nodes 0, 1, 2, ...
 // shifted by the run's index; property 10 + run.
 deck one_of_each(std::initializer_list<element_type> kinds) {
@@ -174,10 +167,10 @@ TEST(Decks, RoundTripsRunTablesAndStatuses) {
     EXPECT_EQ(write_run(path.c_str(), bad), -2);
     EXPECT_EQ(slurp(path), "");  // opened first, left empty
     bad.pos = in.pos;
-    bad.starts = list<unsigned>({0, 1});
+    bad.starts = vec({0, 1});
     EXPECT_EQ(write_run(path.c_str(), bad), -5);
     bad.starts = in.starts;
-    bad.props = list<unsigned>({1});
+    bad.props = vec({1});
     EXPECT_EQ(write_run(path.c_str(), bad), -6);
     bad.props = in.props;
     bad.kinds[0] = ET_FACE_MIXED;  // padding before a node

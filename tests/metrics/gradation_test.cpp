@@ -31,10 +31,10 @@ TEST(HShock, WorkedValuesAndStatuses) {
   dense1D<double> s;
   dense2D<double> M = iso(sizes({1, 2, 7}), 2);
   ASSERT_EQ(H_shock(pos, conn(2, {{0, 1}, {1, 0}}), sizes({1, 2, 7}), s), 0);
-  EXPECT_TRUE(Near(values(s), {e1, e1, 0}, 1e-14));  // node 2 on no edge
+  EXPECT_TRUE(Near(std_of(s), {e1, e1, 0}, 1e-14));  // node 2 on no edge
   s[2] = 0.5;
   ASSERT_EQ(H_shock(pos, e01, M, s), 0);  // an entry is raised, never lowered
-  EXPECT_TRUE(Near(values(s), {e1, e1, 0.5}, 1e-14));
+  EXPECT_TRUE(Near(std_of(s), {e1, e1, 0.5}, 1e-14));
   M(0, 1) = -1;  // not positive along the edge; then a size not above 0
   EXPECT_EQ(Vi({H_shock(pos, e01, M, s), H_shock(pos, conn(2, {{1, 2}}), sizes({1, 0, 1}), s)}),
             Vi({0, 0}));
@@ -123,7 +123,7 @@ TEST(Gradation, ShuffledGridsSizesAndTensorsAgree) {
     for (int hard_nodes = 0; hard_nodes < 2; ++hard_nodes) {
       dense1D<unsigned> hard;
       if (hard_nodes) hard.push_back(0), hard.push_back(nodes - 1);
-      dense1D<double> H = sizes(values(H0));
+      dense1D<double> H = sizes(std_of(H0));
       dense2D<double> M = iso(H0, m.pos.rows());
       const int count = bound_metric_gradation(m.pos, m.conn, m.type, hard, 0.2, H);
       EXPECT_GT(count, hard_nodes ? -1 : 0);

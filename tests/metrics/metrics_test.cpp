@@ -152,7 +152,7 @@ TEST(MetricBounds, ClampEigenvaluesKeepVectors) {
 TEST(MetricRepair, FromSizesAndTensors) {
   dense1D<double> H = sizes({-1, INFINITY, 0, -5}), ref = sizes({2, 2, nan});
   EXPECT_EQ(overwrite_invalid_metrics(H, ref), 0);
-  EXPECT_EQ(values(H), Vd({2, INFINITY, 0, -5}));  // -5 past the reference
+  EXPECT_EQ(std_of(H), Vd({2, INFINITY, 0, -5}));  // -5 past the reference
   dense2D<double> M(6, 2, 0.0), R3(3, 2, 1.0), R6(6, 2, 0.0), bad(4, 2, 0.0), empty(4, 0);
   M(0, 1) = M(2, 1) = M(5, 1) = 9, R6(0, 0) = R6(2, 0) = R6(5, 0) = 3;
   auto O = [](dense2D<double>& m, const auto& r) { return overwrite_invalid_metrics(m, r); };

@@ -90,7 +90,7 @@ dense2D<unsigned> first_nodes(unsigned n) {
 Vd qualities(const dense2D<double>& pos, const dense2D<unsigned>& c, element_type type) {
   dense1D<double> q;
   EXPECT_EQ(shape_qualities(pos, c, type, q), 0);
-  return values(q);
+  return std_of(q);
 }
 
 }  // namespace
@@ -178,7 +178,7 @@ TEST(ShapeQualities, RangeFormsConcatenateAndFeedTheHistogram) {
   ASSERT_EQ(shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), all) +
                 shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), h),
             0);
-  EXPECT_TRUE(Near(values(all), expected, 1e-15));
+  EXPECT_TRUE(Near(std_of(all), expected, 1e-15));
   EXPECT_TRUE(tets[0] > 0 && tets[1] > 0 && tets[0] != tets[1]);
   EXPECT_TRUE(Near({double(h.count()), h.min(), h.max(), h.mean()},
                    {5, 0, rect_2x1, (tets[0] + tets[1] + rect_2x1) / 5}, 1e-15));

@@ -45,6 +45,11 @@ inline qz4::dense2D<unsigned> mat(unsigned rows, std::initializer_list<unsigned>
   return mat(rows, std::vector<unsigned>(entries));
 }
 
+/// Coordinates of `rows` rows from a flat list, one node after the other.
+inline qz4::dense2D<double> points(unsigned rows, const std::vector<double>& v) {
+  return mat(rows, v);
+}
+
 /// A connectivity of `rows` rows from its columns, short ones padded with NO_ID.
 inline qz4::dense2D<unsigned> conn(unsigned rows,
                                    std::initializer_list<std::initializer_list<unsigned>> cols) {

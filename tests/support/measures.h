@@ -27,8 +27,6 @@ typedef std::vector<int> Vi;
 
 inline dense1D<double> sizes(const Vd& v) { return vec(v); }
 inline dense1D<int> ints(const Vi& v) { return vec(v); }
-inline dense2D<double> points(unsigned rows, const Vd& v) { return mat(rows, v); }
-inline Vd values(const dense1D<double>& v) { return Vd(v.data(), v.data() + v.size()); }
 inline Vd join(Vd a, const Vd& b) { return a.insert(a.end(), b.begin(), b.end()), a; }
 /// The entries of a fixed-size vector, matrix or packed tensor.
 template <class F>
