@@ -2,20 +2,17 @@
 
 #include <cmath>
 
+#include "arrays.h"
 #include "qz4/histogram.h"
 
 TEST(Histogram, FixedRangeBinsAndOutliers) {
   qz4::misc::histogram h(0.0, 1.0, 4);
   for (double v : {0.0, 0.1, 0.25, 0.5, 0.99, 1.0, -0.5, 2.0}) h.process(v);
   h.process(std::nan(""));
-  const std::vector<unsigned long> b = h.bins();
-  EXPECT_EQ(b, (std::vector<unsigned long>{2, 1, 1, 2}));  // 1.0 falls in the last bin
-  EXPECT_EQ(h.below(), 1u);
-  EXPECT_EQ(h.above(), 1u);
-  EXPECT_EQ(h.count(), 9u);
-  EXPECT_EQ(h.nan_count(), 1u);
-  EXPECT_EQ(h.min(), -0.5);
-  EXPECT_EQ(h.max(), 2.0);
+  EXPECT_EQ(h.bins(), (std::vector<unsigned long>{2, 1, 1, 2}));  // 1.0 falls in the last bin
+  EXPECT_EQ((std::vector<double>{double(h.below()), double(h.above()), double(h.count()),
+                                 double(h.nan_count()), h.min(), h.max()}),
+            (std::vector<double>{1, 1, 9, 1, -0.5, 2.0}));
   EXPECT_DOUBLE_EQ(h.mean(), (0.1 + 0.25 + 0.5 + 0.99 + 1.0 - 0.5 + 2.0) / 8);
   EXPECT_NE(h.summary().find("count 9"), std::string::npos);
 }
@@ -23,11 +20,8 @@ TEST(Histogram, FixedRangeBinsAndOutliers) {
 TEST(Histogram, RangeFromDataAndVectorFeed) {
   qz4::misc::histogram h;
   EXPECT_TRUE(std::isnan(h.mean()));
-  qz4::dense1D<double> v(5);
-  for (unsigned i = 0; i < 5; ++i) v[i] = 10.0 + i;
-  h.process(v);
-  EXPECT_EQ(h.lower(), 10.0);
-  EXPECT_EQ(h.upper(), 14.0);
+  h.process(qz4test::vec(std::vector<double>{10, 11, 12, 13, 14}));
+  EXPECT_EQ((std::vector<double>{h.lower(), h.upper()}), (std::vector<double>{10, 14}));
   EXPECT_EQ(h.bins(), (std::vector<unsigned long>{1, 0, 1, 0, 0, 1, 0, 1, 0, 1}));
   EXPECT_EQ(h.mean(), 12.0);
 }
