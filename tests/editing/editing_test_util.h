@@ -35,12 +35,19 @@ inline V upto(unsigned n) {
 }
 
 /// expect_ok_or_out_of_memory with a fresh input from `make` for each run,
-/// all made before the allocator starts failing.
-template <class Make, class F>
-unsigned out_of_memory_on_fresh(Make make, F call, int ok = 0) {
+/// all made before the allocator starts failing; a run that returns -199
+/// must leave its input as `untouched` says.
+template <class Make, class F, class G>
+unsigned out_of_memory_on_fresh(Make make, F call, G untouched, int ok = 0) {
   std::vector<decltype(make())> in;
   for (int i = 0; i < 64; ++i) in.push_back(make());
-  return expect_ok_or_out_of_memory([&](unsigned k) { return call(in[k]); }, ok);
+  return expect_ok_or_out_of_memory(
+      [&](unsigned k) {
+        const int s = call(in[k]);
+        EXPECT_TRUE(s != -199 || untouched(in[k])) << "allocation " << k;
+        return s;
+      },
+      ok);
 }
 
 /// n random points in the unit cube (or square), columns `gap` rows apart

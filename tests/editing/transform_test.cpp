@@ -6,7 +6,7 @@ namespace {
 
 const double pi = 3.14159265358979323846;
 
-TEST(Translate, AllListsAndConnectivities) {
+TEST(TranslateAndZoom, AllListsAndConnectivities) {
   dense2D<double> p = points(1, {1, 2});
   EXPECT_EQ((std::tuple{translate(p, P2{{0, 0}}), p.rows()}), std::tuple(0, 1u));
   EXPECT_EQ((std::tuple{translate(p, P2{{1, 2}}), flat(p)}), std::tuple(2, Vd{2, 2, 3, 2}));
@@ -23,6 +23,15 @@ TEST(Translate, AllListsAndConnectivities) {
   EXPECT_EQ((std::tuple{translate(p, P3{{0, 0, 1}}, vec({})), p.rows()}), std::tuple(0, 2u));
   EXPECT_EQ((std::tuple{translate(p, P3{{0, 0, 1}}, mat(2, {1, 0, 1, NO_ID})), flat(p)}),
             std::tuple(2, Vd{1, 0, 1, 1, 1, 1, 4, 2, 0}));  // each node once
+
+  // Scaling adds the correction to the old position.
+  p = points(2, {1, 2, 3, 4});
+  EXPECT_EQ(zoom(p, P2{{1, 1}}, 1.0), 0);
+  EXPECT_EQ((std::tuple{zoom(p, P2{{1, 1}}, 2.0), flat(p)}), std::tuple(2, Vd{1, 3, 5, 7}));
+  EXPECT_EQ((std::tuple{zoom(p, P3{{1, 1, 1}}, -1.0, vec({1, 1})), flat(p)}),
+            std::tuple(0, Vd{1, 3, 0, 5, 7, 0}));  // moved twice
+  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, 0.0, mat(1, {0})), 0);
+  EXPECT_EQ(flat(p.sub_matrix(0, 0, 3, 1)), (Vd{1, 1, 1}));
 }
 
 TEST(Rotate, PlanarAndSpatial) {
@@ -48,11 +57,9 @@ TEST(Rotate, PlanarAndSpatial) {
   for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(s(k, 0), (Vd{4, 10, 5})[k], 1e-14);
   dense2D<double> on = points(3, {7, 5, 5});
   EXPECT_EQ((std::tuple{rotate(on, c, r, vec({0, 1})), flat(on)}), std::tuple(1, Vd{7, 5, 5}));
-}
 
-// Around 0.001 the Rodrigues factors switch to their series; both sides must
-// agree with the closed form to rounding.
-TEST(Rotate, SmallAnglesAreContinuous) {
+  // Around 0.001 the Rodrigues factors switch to their series; both sides
+  // must agree with the closed form to rounding.
   for (double t : {0.0005, 0.000999, 0.001001, 0.0015})
     for (unsigned axis : {1u, 2u}) {  // about y, then about z
       P3 r = {{0, 0, 0}};
@@ -65,42 +72,28 @@ TEST(Rotate, SmallAnglesAreContinuous) {
     }
 }
 
-TEST(Zoom, FormulaAndSubsets) {
-  dense2D<double> p = points(2, {1, 2, 3, 4});
-  EXPECT_EQ(zoom(p, P2{{1, 1}}, 1.0), 0);
-  EXPECT_EQ((std::tuple{zoom(p, P2{{1, 1}}, 2.0), flat(p)}), std::tuple(2, Vd{1, 3, 5, 7}));
-  EXPECT_EQ((std::tuple{zoom(p, P3{{1, 1, 1}}, -1.0, vec({1, 1})), flat(p)}),
-            std::tuple(0, Vd{1, 3, 0, 5, 7, 0}));  // moved twice
-  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, 0.0, mat(1, {0})), 0);
-  EXPECT_EQ(flat(p.sub_matrix(0, 0, 3, 1)), (Vd{1, 1, 1}));
-}
-
-TEST(CopyMesh, OneCopyKeepsPadding) {
-  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0});
+TEST(CopyMesh, OnceRepeatedOnItselfAndMirrored) {
+  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0}), none;
   dense2D<unsigned> copy;
-  EXPECT_EQ(copy_mesh(p, copy, mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID})), 0);
-  EXPECT_EQ(flat(copy), (V{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID}));
-  EXPECT_EQ(flat(p), (Vd{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
-}
+  EXPECT_EQ((std::tuple{copy_mesh(p, copy, mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID})),
+                        flat(copy), flat(p)}),
+            std::tuple(0, V{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID},
+                       Vd{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
 
-TEST(CopyMesh, RepeatedCopiesTurnAndShift) {
-  dense2D<double> p = points(2, {1, 0, 2, 0});
-  dense2D<unsigned> src = mat(2, {0, 1}), copies = mat(1, {9});
+  p = points(2, {1, 0, 2, 0});
+  dense2D<unsigned> src = mat(2, {0, 1}), copies = mat(1, {9}), mirror;
   EXPECT_EQ(copy_mesh(p, copies, P2{{0, 10}}, P2{{0, 0}}, pi / 2, 3, src), 0);
   EXPECT_EQ(flat(copies), (V{9, NO_ID, 2, 3, 4, 5, 6, 7}));
   // Copy k: rotated by k quarter turns about the origin, then up by 10 k.
   const Vd expect = {1, 0, 2, 0, 0, 11, 0, 12, -1, 20, -2, 20, 0, 29, 0, 28}, got = flat(p);
   ASSERT_EQ(got.size(), expect.size());
   for (unsigned i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expect[i], 1e-14);
-  dense2D<double> none;
   EXPECT_EQ(copy_mesh(none, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 3, src), 0);
   EXPECT_EQ(copy_mesh(p, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 0, src), 0);
   EXPECT_EQ(p.cols(), 8u);
-}
 
-TEST(CopyMesh, SourceAsDestination) {
   // The planar form copies the source as it was on entry...
-  dense2D<double> p = points(2, {0, 0, 1, 0});
+  p = points(2, {0, 0, 1, 0});
   dense2D<unsigned> c = mat(2, {0, 1});
   EXPECT_EQ(copy_mesh(p, c, P2{{1, 0}}, P2{{0, 0}}, 0.0, 2, c), 0);
   EXPECT_EQ(flat(c), (V{0, 1, 2, 3, 4, 5}));
@@ -111,36 +104,34 @@ TEST(CopyMesh, SourceAsDestination) {
   EXPECT_EQ(copy_mesh(q, d, P3{{0, 0, 1}}, P3{{0, 0, 0}}, P3{{0, 0, 0}}, 2, d), 0);
   EXPECT_EQ(flat(d), (V{0, 1, 2, 3, 4, 5, 6, 7}));
   EXPECT_EQ((std::pair{q(2, 5), q(2, 7)}), std::pair(2.0, 3.0));
-}
 
-TEST(CopySymMesh, MirrorsOnNewNodes) {
-  dense2D<double> p = points(2, {1, 0, 3, 2});
-  dense2D<unsigned> copy;
   // The line x = 1, normal of length 2.
-  EXPECT_EQ(copy_sym_mesh(p, copy, P2{{1, 5}}, P2{{2, 0}}, mat(2, {0, 1})), 0);
-  EXPECT_EQ(flat(copy), (V{2, 3}));
+  p = points(2, {1, 0, 3, 2});
+  EXPECT_EQ((std::tuple{copy_sym_mesh(p, mirror, P2{{1, 5}}, P2{{2, 0}}, src), flat(mirror)}),
+            std::tuple(0, V{2, 3}));
   EXPECT_EQ(flat(p), (Vd{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
-  dense2D<double> line = points(1, {1}), none;
+  dense2D<double> line = points(1, {1});
   const dense2D<unsigned> one = mat(1, {0});
-  EXPECT_EQ(copy_sym_mesh(line, copy, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), 0);
-  EXPECT_EQ(flat(line), (Vd{1, 0, 0, 1, 0, 2}));
+  EXPECT_EQ(
+      (std::tuple{copy_sym_mesh(line, mirror, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), flat(line)}),
+      std::tuple(0, Vd{1, 0, 0, 1, 0, 2}));
   const P3 zero = {{0, 0, 0}};
-  EXPECT_EQ(copy_sym_mesh(none, copy, zero, zero, one), 0);
-  EXPECT_EQ(copy_sym_mesh(line, copy, zero, zero, one), -4);
+  EXPECT_EQ(copy_sym_mesh(none, mirror, zero, zero, one), 0);
+  EXPECT_EQ(copy_sym_mesh(line, mirror, zero, zero, one), -4);
 }
 
 TEST(CopyMesh, ExhaustedMemory) {
   out_of_memory_on_fresh(
       [] {
-        return std::pair{points(2, {0, 0, 1, 0, 2, 0}), mat(3, {0, 1, 2})};
+        return std::tuple{points(2, {0, 0, 1, 0, 2, 0}), mat(3, {0, 1, 2}), dense2D<unsigned>()};
       },
       [](auto& in) {
-        dense2D<unsigned> copies;
-        auto& [p, src] = in;
+        auto& [p, src, copies] = in;
         return std::min({copy_mesh(p, copies, src),
                          copy_mesh(p, copies, P2{{1, 0}}, P2{{0, 0}}, 1.0, 2, src),
                          copy_sym_mesh(p, copies, P3{{1, 0, 0}}, P3{{1, 0, 0}}, src)});
-      });
+      },
+      [](auto&) { return true; });
 }
 
 }  // namespace
