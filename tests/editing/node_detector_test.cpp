@@ -58,11 +58,19 @@ TEST(NodeTree, BuildEqualsInsertion) {
   expect_same_tree<3>(with_nan);
 }
 
-// find_closest against brute force (distance), against the recursive
-// transcription (exact node, so tie-breaks are those of the written rules)
-// and against a tree grown one node at a time.
+// What find_in_box appends to `start`.
+template <class P>
+V box(const node_detector& d, const P& lo, const P& hi, const V& start = {}) {
+  dense1D<unsigned> found = vec(start);
+  d.find_in_box(lo, hi, found);
+  return std_of(found);
+}
+
+// find_closest and find_in_box against the recursive transcriptions (exact
+// node and order, so tie-breaks are those of the written rules), against a
+// tree grown one node at a time, and against brute force.
 template <unsigned D>
-void check_closest(const dense2D<double>& pos, unsigned queries, unsigned seed) {
+void check_searches(const dense2D<double>& pos, unsigned closest, unsigned boxes, unsigned seed) {
   node_detector det(pos);
   ASSERT_EQ(det.size(), pos.cols());
   node_tree<D> ref(&pos);
@@ -79,7 +87,7 @@ void check_closest(const dense2D<double>& pos, unsigned queries, unsigned seed) 
   };
   std::mt19937 g(seed);
   std::uniform_real_distribution<double> u(-0.2, 1.2);
-  for (unsigned i = 0; i < queries; ++i) {
+  for (unsigned i = 0; i < closest; ++i) {
     vector_fixed<double, D> q;
     // Every third query sits on a node or on a half-integer grid point.
     for (unsigned k = 0; k < D; ++k) q[k] = u(g);
@@ -88,45 +96,17 @@ void check_closest(const dense2D<double>& pos, unsigned queries, unsigned seed) 
     check(q.data(), NO_ID, det.find_closest(q));
   }
   // The closest other node never is the node itself.
-  for (unsigned a = 0; a < pos.cols(); a += 2) check(&pos(0, a), a, det.find_closest(a));
-}
+  for (unsigned a = 0; a < pos.cols() && closest; a += 2) check(&pos(0, a), a, det.find_closest(a));
 
-// Last, deep trees: many blocks of columns, long descents, and the grid's
-// planes of equal coordinates on which the radius tests are decided by
-// rounding.
-TEST(NodeDetector, FindClosestMatchesBruteForce) {
-  check_closest<2>(random_points(2, 400, 5, 2), 300, 1);
-  check_closest<3>(random_points(3, 400, 6, 1), 300, 2);
-  check_closest<2>(grid_points(2, 9, 8, 1), 300, 3);
-  check_closest<3>(grid_points(3, 6, 5, 4), 300, 4);
-  check_closest<2>(coincident_points(2, 200, 5, 7), 100, 5);
-  check_closest<3>(coincident_points(3, 200, 3, 8), 100, 6);
-  check_closest<2>(grid_points(2, 11, 9, 1), 400, 7);
-  check_closest<3>(grid_points(3, 6, 5, 7), 400, 8);
-  check_closest<3>(coincident_points(3, 300, 7, 9), 200, 9);
-  check_closest<3>(random_points(3, 20000, 14), 3000, 7);
-  check_closest<3>(grid_points(3, 17, 16, 15), 1500, 8);
-  check_closest<2>(random_points(2, 20000, 15, 1), 3000, 9);
-}
-
-// find_in_box against the transcription (exact order) and brute force (set),
-// appending to what the list held.
-template <unsigned D>
-void check_box(const dense2D<double>& pos, unsigned queries, unsigned seed) {
-  node_detector det(pos);
-  node_tree<D> ref(&pos);
-  insert_one_by_one(ref, upto(pos.cols()));
-  std::mt19937 g(seed);
-  std::uniform_real_distribution<double> u(-0.1, 1.1), w(0.0, 0.3);
-  for (unsigned i = 0; i < queries; ++i) {
+  g.seed(seed);
+  std::uniform_real_distribution<double> b(-0.1, 1.1), w(0.0, 0.3);
+  for (unsigned i = 0; i < boxes; ++i) {
     vector_fixed<double, D> lo, hi;
     for (unsigned k = 0; k < D; ++k) {
-      lo[k] = (i % 2) ? u(g) : double(g() % 4);
+      lo[k] = (i % 2) ? b(g) : double(g() % 4);
       hi[k] = lo[k] + ((i % 2) ? w(g) : double(g() % 3));
     }
-    dense1D<unsigned> found = vec({77});
-    det.find_in_box(lo, hi, found);
-    V got = std_of(found), expect = {77}, brute;
+    V got = box(det, lo, hi, {77}), expect = {77}, brute = {77};  // appended to, never cleared
     reference_box(ref, 0, 0, lo.data(), hi.data(), expect);
     ASSERT_EQ(got, expect);
     for (unsigned j = 0; j < pos.cols(); ++j) {
@@ -135,29 +115,40 @@ void check_box(const dense2D<double>& pos, unsigned queries, unsigned seed) {
       if (in) brute.push_back(j);
     }
     std::sort(got.begin() + 1, got.end());
-    ASSERT_EQ(V(got.begin() + 1, got.end()), brute);
+    ASSERT_EQ(got, brute);
   }
 }
 
-TEST(NodeDetector, FindInBoxMatchesBruteForceInPreOrder) {
-  check_box<2>(random_points(2, 400, 9, 2), 200, 1);
-  check_box<3>(random_points(3, 400, 10), 200, 2);
-  check_box<2>(grid_points(2, 9, 8, 1), 200, 3);
-  check_box<3>(grid_points(3, 6, 5, 4), 200, 4);
-  check_box<3>(coincident_points(3, 300, 4, 11), 100, 5);
+// Last, deep trees: many blocks of columns, long descents, and the grid's
+// planes of equal coordinates on which the radius tests are decided by
+// rounding.
+TEST(NodeDetector, SearchesMatchTranscriptionsAndBruteForce) {
+  check_searches<2>(random_points(2, 400, 5, 2), 300, 0, 1);
+  check_searches<3>(random_points(3, 400, 6, 1), 300, 0, 2);
+  check_searches<2>(grid_points(2, 9, 8, 1), 300, 200, 3);
+  check_searches<3>(grid_points(3, 6, 5, 4), 300, 200, 4);
+  check_searches<2>(coincident_points(2, 200, 5, 7), 100, 0, 5);
+  check_searches<3>(coincident_points(3, 200, 3, 8), 100, 0, 6);
+  check_searches<2>(grid_points(2, 11, 9, 1), 400, 0, 7);
+  check_searches<3>(grid_points(3, 6, 5, 7), 400, 0, 8);
+  check_searches<3>(coincident_points(3, 300, 7, 9), 200, 0, 9);
+  check_searches<2>(random_points(2, 400, 9, 2), 0, 200, 1);
+  check_searches<3>(random_points(3, 400, 10), 0, 200, 2);
+  check_searches<3>(coincident_points(3, 300, 4, 11), 0, 100, 5);
+  check_searches<3>(random_points(3, 20000, 14), 3000, 0, 7);
+  check_searches<3>(grid_points(3, 17, 16, 15), 1500, 0, 8);
+  check_searches<2>(random_points(2, 20000, 15, 1), 3000, 0, 9);
 }
 
-TEST(NodeDetector, EmptyAndFailedStates) {
+TEST(NodeDetector, EmptyFailedAndGrownStates) {
   node_detector empty, d0;
-  dense1D<unsigned> found(2, 9u);
-  empty.find_in_box(P2{{-1, -1}}, P2{{1, 1}}, found);
   EXPECT_EQ((std::tuple{empty.size(), empty.find_closest(P3{{0, 0, 0}}), empty.find_closest(0u),
-                        found.size(), empty.insert(dense1D<unsigned>(3, 0u))}),
-            std::tuple(0ul, 0ul + NO_ID, 0ul + NO_ID, 2u, 0ul));
+                        box(empty, P2{{-1, -1}}, P2{{1, 1}}, {9, 9}),
+                        empty.insert(dense1D<unsigned>(3, 0u))}),
+            std::tuple(0ul, 0ul + NO_ID, 0ul + NO_ID, V{9, 9}, 0ul));
   dense2D<double> none(2, 0, 0.0);
   EXPECT_EQ((std::tuple{d0.reinit(none), d0.size(), d0.find_closest(P2{{0, 0}})}),
             std::tuple(0, 0ul, 0ul + NO_ID));
-
   // Statuses in order; a failed check keeps the old tree, except a bad row
   // count on all columns, which clears first.
   dense2D<double> pos = random_points(3, 20, 3), four(4, 5, 0.0);
@@ -167,77 +158,64 @@ TEST(NodeDetector, EmptyAndFailedStates) {
       (std::tuple{d.size(), d.reinit(four, vec({0})), d.size(), d.reinit(pos, vec({20})), d.size(),
                   d.reinit(pos, &a + 1, &a), d.size(), d.reinit(four), d.size(), bad.size()}),
       std::tuple(20ul, -1, 20ul, -2, 20ul, -3, 20ul, -1, 0ul, 0ul));
-}
 
-TEST(NodeDetector, InsertCountsAndDuplicates) {
-  dense2D<double> pos = grid_points(2, 3, 3, 1);
-  node_detector d(pos, dense1D<unsigned>());
-  EXPECT_EQ(d.size(), 0u);
-  dense1D<unsigned> batch = vec({4, 9, 0, 8}), found;
-  // 9 is not a column; the caller's list is not touched.
-  EXPECT_EQ((std::tuple{d.insert(batch), batch[1], d.insert(batch), d.size()}),
-            std::tuple(3ul, 9u, 3ul, 6ul));
-  d.find_in_box(P2{{0, 0}}, P2{{2, 2}}, found);
+  // Insertion counts what it holds, duplicates too; 9 is not a column until
+  // the caller's matrix grows, and the caller's list is not touched.
+  dense2D<double> grid = grid_points(2, 3, 3, 1);
+  node_detector g(grid, dense1D<unsigned>());
+  dense1D<unsigned> batch = vec({4, 9, 0, 8});
+  EXPECT_EQ((std::tuple{g.size(), g.insert(batch), batch[1], g.insert(batch), g.size()}),
+            std::tuple(0ul, 3ul, 9u, 3ul, 6ul));
+  V found = box(g, P2{{0, 0}}, P2{{2, 2}});
   std::sort(found.begin(), found.end());
-  EXPECT_EQ(std_of(found), (V{0, 0, 4, 4, 8, 8}));
-  // Growing the caller's matrix makes node 9 acceptable.
-  pos.resize(2, 10, 5.0);
-  EXPECT_EQ(d.insert(vec({9})), 1u);
-  EXPECT_EQ(d.find_closest(P2{{4, 4}}), 9u);
+  EXPECT_EQ(found, (V{0, 0, 4, 4, 8, 8}));
+  grid.resize(2, 10, 5.0);
+  EXPECT_EQ((std::tuple{g.insert(vec({9})), g.find_closest(P2{{4, 4}})}), std::tuple(1ul, 9ul));
   // Insertion from a connectivity takes each distinct node once.
   dense2D<unsigned> conn = mat(2, {1, NO_ID, 1, 2});
-  EXPECT_EQ(d.insert(conn), 2u);
-  node_detector fromconn(pos, conn);
-  EXPECT_EQ((std::tuple{fromconn.size(), fromconn.find_closest(P2{{9, 9}})}), std::tuple(2ul, 2ul));
+  node_detector fromconn(grid, conn);
+  EXPECT_EQ((std::tuple{g.insert(conn), fromconn.size(), fromconn.find_closest(P2{{9, 9}})}),
+            std::tuple(2ul, 2ul, 2ul));
 }
 
-TEST(NodeDetector, ExactHitsTiesAndSelf) {
+TEST(NodeDetector, ExactHitsSelfMixedDimensionsAndCopies) {
   dense2D<double> pos(3, 3, 0.0);
   node_detector d(pos, vec({1}));  // holds node 1 only; node 0 need not be in the tree
   EXPECT_EQ((std::tuple{d.find_closest(1u), d.find_closest(0u), d.find_closest(3u)}),
             std::tuple(0ul + NO_ID, 1ul, 0ul + NO_ID));
-  // Equidistant answers depend on nothing but the tree.
+  // Equidistant answers depend on nothing but the tree. A box of zero size on
+  // a node finds it; an inverted one nothing.
   dense2D<double> g = grid_points(3, 4, 4, 4);
   const P3 mid = {{1.5, 1.5, 1.5}}, at = {{2, 1, 3}};
   node_detector g1(g), g3(g, dense1D<unsigned>());
   g3.insert(vec(upto(g.cols())));
   EXPECT_EQ(g3.find_closest(mid), g1.find_closest(mid));
-  // A box of zero size on a node finds it; an inverted one nothing.
-  dense1D<unsigned> found, none;
-  g1.find_in_box(at, at, found);
-  EXPECT_EQ(std_of(found), (V{2 + 4 * 1 + 16 * 3}));
-  g1.find_in_box(P3{{2, 0, 0}}, P3{{1, 3, 3}}, none);
-  EXPECT_EQ(none.size(), 0u);
-}
+  EXPECT_EQ(box(g1, at, at), (V{2 + 4 * 1 + 16 * 3}));
+  EXPECT_EQ(box(g1, P3{{2, 0, 0}}, P3{{1, 3, 3}}), V());
 
-TEST(NodeDetector, MixedDimensionsAndLaterChanges) {
+  // A 2D point on a 3D tree has z = 0; a 2D box only matches z exactly 0; a
+  // 3D query on a 2D tree drops z.
   dense2D<double> p3 = grid_points(3, 3, 3, 3), p2 = grid_points(2, 3, 3, 1);
   node_detector d3(p3), d2(p2);
-  // A 2D point on a 3D tree has z = 0; a 2D box only matches z exactly 0.
-  dense1D<unsigned> found, flat_box;
-  d3.find_in_box(P2{{0, 0}}, P2{{0, 0}}, found);
-  EXPECT_EQ((std::tuple{d3.find_closest(P2{{2, 1}}), std_of(found)}), std::tuple(5ul, V{0}));
-  EXPECT_EQ(d2.find_closest(P3{{2, 2, 50}}), 8u);
-  d2.find_in_box(P3{{1, 1, 5}}, P3{{1, 1, 4}}, flat_box);
-  EXPECT_EQ(flat_box.size(), 1u);  // z dropped
+  EXPECT_EQ((std::tuple{d3.find_closest(P2{{2, 1}}), box(d3, P2{{0, 0}}, P2{{0, 0}}),
+                        d2.find_closest(P3{{2, 2, 50}}), box(d2, P3{{1, 1, 5}}, P3{{1, 1, 4}})}),
+            std::tuple(5ul, V{0}, 8ul, V{4}));
   // The tree reads the caller's matrix at every call.
   p2(0, 8) = p2(1, 8) = 100;
   EXPECT_EQ(d2.find_closest(P3{{100, 100, 0}}), 8u);
-}
 
-TEST(NodeDetector, CopiesOwnTheirTree) {
-  dense2D<double> pos = random_points(2, 50, 12);
-  node_detector src(pos), cp(src), as;
+  // Copies own their tree; an empty source empties the target.
+  dense2D<double> r = random_points(2, 50, 12);
+  node_detector src(r), cp(src), as;
   as = src;
   as = as;
   const P2 q = {{0.3, 0.6}};
   const unsigned long expect = src.find_closest(q);
   src.clear();
-  EXPECT_EQ((std::tuple{src.size(), cp.size(), cp.find_closest(q), as.find_closest(q)}),
-            std::tuple(0ul, 50ul, expect, expect));
   cp.insert(vec({3}));
-  EXPECT_EQ(as.size(), 50u);
-  as = src;  // an empty source empties the target
+  EXPECT_EQ((std::tuple{src.size(), cp.size(), cp.find_closest(q), as.find_closest(q), as.size()}),
+            std::tuple(0ul, 51ul, expect, expect, 50ul));
+  as = src;
   EXPECT_EQ(as.size(), 0u);
 }
 
