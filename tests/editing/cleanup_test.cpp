@@ -1,9 +1,7 @@
 #include "editing_test_util.h"
 #include "structured_mesh.h"
 
-using namespace qz4test;
-
-namespace {
+namespace qz4test {
 
 // Six nodes at x = 10 i, in a view with a gap row below each column; nodes 1
 // and 3 are unused.
@@ -20,10 +18,10 @@ TEST(Simplify, PacksInPlaceRenumbersAndChecksInOrder) {
   const dense2D<double> other(m.pos);
   const double* storage = m.pos.data();
   dense1D<unsigned>& map = m.map;
-  EXPECT_EQ((std::tuple{simplify(m.pos, m.conn, map, 0), std_of(map), flat(m.conn)}),
-            std::tuple(2, V{0, NO_ID, 1, NO_ID, 2, 3}, V{0, 1, 2, 2, 1, 3}));
-  ASSERT_EQ(m.pos.cols(), 4u);
-  EXPECT_EQ(m.pos.data(), storage);  // no reallocation
+  // Packed in place: no reallocation.
+  EXPECT_EQ((std::tuple{simplify(m.pos, m.conn, map, 0), std_of(map), flat(m.conn), m.pos.cols(),
+                        m.pos.data() == storage}),
+            std::tuple(2, V{0, NO_ID, 1, NO_ID, 2, 3}, V{0, 1, 2, 2, 1, 3}, 4u, true));
   // Other holders see the packing; rows past the view are not touched.
   EXPECT_EQ(flat(other.sub_matrix(0, 0, 2, 4)), (Vd{0, 0, 20, 2, 40, 4, 50, 5}));
   EXPECT_EQ(flat(m.big.sub_matrix(2, 0, 1, 4)), (Vd(4, -5.0)));
@@ -119,11 +117,11 @@ TEST(Clip, SelectsWholeElementsOnThePositiveSideAndChecksInOrder) {
       [](clip_case& in) { return in.out.empty(); });
 }
 
-// Against the sign of each corner on a shuffled grid, on both sides.
+// Against the sign of each corner on a shuffled grid, on both sides; some
+// elements straddle the plane and belong to neither.
 TEST(Clip, ThreeDimensionalGrid) {
   qz4::support::mesh m = qz4::support::tetra_grid(3, 3, 3);
   qz4::support::shuffle(m, 5);
-  unsigned both = 0;
   for (double sign : {1.0, -1.0}) {
     dense2D<unsigned> got;
     EXPECT_EQ(clip(m.pos, m.conn, P3{{0.5, 0.5, 0.5}}, P3{{sign, sign, sign}}, got), 0);
@@ -135,10 +133,8 @@ TEST(Clip, ThreeDimensionalGrid) {
       if (in) expect.insert(expect.end(), &m.conn(0, e), &m.conn(0, e) + 4);
     }
     EXPECT_EQ(flat(got), expect);
-    EXPECT_TRUE(sign < 0 || got.cols() > 0);
-    both += got.cols();
+    EXPECT_FALSE(expect.empty());
   }
-  EXPECT_LT(both, m.conn.cols());
 }
 
-}  // namespace
+}  // namespace qz4test

@@ -3,8 +3,6 @@
 #ifndef QZ4_TEST_EDITING_UTIL_H
 #define QZ4_TEST_EDITING_UTIL_H
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -78,10 +76,8 @@ inline dense2D<double> coincident_points(unsigned rows, unsigned n, unsigned sit
   std::mt19937 g(seed);
   std::uniform_int_distribution<unsigned> pick(0, sites - 1);
   dense2D<double> p(rows, n, 0.0);
-  for (unsigned j = 0; j < n; ++j) {
-    const unsigned s = pick(g);
-    for (unsigned k = 0; k < rows; ++k) p(k, j) = double((s * (k + 3)) % 5) * 0.25;
-  }
+  for (unsigned j = 0; j < n; ++j)
+    for (unsigned k = 0, s = pick(g); k < rows; ++k) p(k, j) = double((s * (k + 3)) % 5) * 0.25;
   return p;
 }
 
@@ -109,26 +105,27 @@ struct reference_closest {
   double best2 = DBL_MAX, best = DBL_MAX;
   unsigned found = NO_ID;
 
-  // Takes the node of entry e if `in` and closer; gives its coordinates.
-  const double* visit(unsigned e, bool in) {
+  // Takes the node of entry e if closer (and, on the walk, inside the cube
+  // of half-side best, lower faces first); gives its coordinates.
+  const double* visit(unsigned e, bool walk) {
     const unsigned v = t.table(0, e);
+    const double* p = &(*t.coords)(0, v);
+    bool in = true;
+    for (unsigned k = 0; k < D && walk; ++k) in = in && q[k] - best <= p[k];
+    for (unsigned k = 0; k < D && walk; ++k) in = in && q[k] + best >= p[k];
     const double d2 = dist2(*t.coords, v, q, D);
     if (v != skip && in && d2 < best2) best2 = d2, best = std::sqrt(d2), found = v;
-    return &(*t.coords)(0, v);
+    return p;
   }
   void full(unsigned e, unsigned axis) {
     if (e >= t.table.cols()) return;
-    const double* p = &(*t.coords)(0, t.table(0, e));
-    bool in = true;
-    for (unsigned k = 0; k < D; ++k) in = in && q[k] - best <= p[k];
-    for (unsigned k = 0; k < D; ++k) in = in && q[k] + best >= p[k];
-    visit(e, in);
-    if (q[axis] + best > p[axis]) full(t.table(2, e), (axis + 1) % D);
-    if (q[axis] - best < p[axis]) full(t.table(1, e), (axis + 1) % D);
+    const double s = visit(e, true)[axis];
+    if (q[axis] + best > s) full(t.table(2, e), (axis + 1) % D);
+    if (q[axis] - best < s) full(t.table(1, e), (axis + 1) % D);
   }
   unsigned run() {
     for (unsigned e = 0, axis = 0; e < t.table.cols(); axis = (axis + 1) % D)
-      e = visit(e, true)[axis] > q[axis] ? t.table(1, e) : t.table(2, e);
+      e = visit(e, false)[axis] > q[axis] ? t.table(1, e) : t.table(2, e);
     if (t.table.cols() > 0 && best > 0) full(0, 0);
     return found;
   }
