@@ -67,7 +67,8 @@ TEST(Rotate, PlanarAndSpatial) {
 }
 
 TEST(CopyMesh, OnceRepeatedOnItselfAndMirrored) {
-  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0}), none;
+  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0}), none, line = points(1, {1}),
+                  q = points(3, {0, 0, 0, 1, 0, 0});
   dense2D<unsigned> copy;
   EXPECT_EQ((std::tuple{copy_mesh(p, copy, mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID})),
                         flat(copy), flat(p)}),
@@ -94,7 +95,6 @@ TEST(CopyMesh, OnceRepeatedOnItselfAndMirrored) {
             std::tuple(0, V{0, 1, 2, 3, 4, 5}));
   // ...the spatial form reads it as it grows: node 5 copies node 1, shifted
   // twice, node 7 copies node 3 of the first copy.
-  dense2D<double> q = points(3, {0, 0, 0, 1, 0, 0});
   EXPECT_EQ((std::tuple{copy_mesh(q, d, P3{{0, 0, 1}}, P3{{0, 0, 0}}, P3{{0, 0, 0}}, 2, d), flat(d),
                         q(2, 5), q(2, 7)}),
             std::tuple(0, V{0, 1, 2, 3, 4, 5, 6, 7}, 2.0, 3.0));
@@ -104,7 +104,6 @@ TEST(CopyMesh, OnceRepeatedOnItselfAndMirrored) {
   EXPECT_EQ((std::tuple{copy_sym_mesh(p, mirror, P2{{1, 5}}, P2{{2, 0}}, src), flat(mirror)}),
             std::tuple(0, V{2, 3}));
   EXPECT_EQ(flat(p), (Vd{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
-  dense2D<double> line = points(1, {1});
   EXPECT_EQ(
       (std::tuple{copy_sym_mesh(line, mirror, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), flat(line)}),
       std::tuple(0, Vd{1, 0, 0, 1, 0, 2}));
