@@ -1,18 +1,52 @@
-// Point clouds and reference transcriptions shared by the editing tests.
+// Point clouds, reference transcriptions and short names shared by the
+// editing tests.
 #ifndef QZ4_TEST_EDITING_UTIL_H
 #define QZ4_TEST_EDITING_UTIL_H
 
+#include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <numeric>
 #include <random>
+#include <tuple>
 #include <vector>
 
+#include "alloc_seam.h"
+#include "arrays.h"
 #include "editing/node_tree.h"
-#include "qz4/dense.h"
+#include "qz4/tessellix/editing.h"
 
 namespace qz4test {
 
-using qz4::dense1D;
-using qz4::dense2D;
+using namespace qz4;
+using namespace qz4::tessellix;
+using V = std::vector<unsigned>;
+using Vd = std::vector<double>;
+using P2 = vector_fixed<double, 2>;
+using P3 = vector_fixed<double, 3>;
+
+/// 0, 1, ..., n - 1.
+inline V upto(unsigned n) {
+  V v(n);
+  std::iota(v.begin(), v.end(), 0u);
+  return v;
+}
+
+/// expect_ok_or_out_of_memory with a fresh input from `make` for each run,
+/// all made before the allocator starts failing; a run that returns -199
+/// must leave its input as `untouched` says.
+template <class Make, class F, class G>
+unsigned out_of_memory_on_fresh(Make make, F call, G untouched, int ok = 0) {
+  std::vector<decltype(make())> in;
+  for (int i = 0; i < 64; ++i) in.push_back(make());
+  return expect_ok_or_out_of_memory(
+      [&](unsigned k) {
+        const int s = call(in[k]);
+        EXPECT_TRUE(s != -199 || untouched(in[k])) << "allocation " << k;
+        return s;
+      },
+      ok);
+}
 
 /// n random points in the unit cube (or square), columns `gap` rows apart
 /// beyond `rows`, so that ld() > rows() when gap > 0.
@@ -29,14 +63,11 @@ inline dense2D<double> random_points(unsigned rows, unsigned n, unsigned seed, u
 /// and many equidistant neighbours.
 inline dense2D<double> grid_points(unsigned rows, unsigned nx, unsigned ny, unsigned nz) {
   dense2D<double> p(rows, nx * ny * nz, 0.0);
-  unsigned c = 0;
-  for (unsigned k = 0; k < nz; ++k)
-    for (unsigned j = 0; j < ny; ++j)
-      for (unsigned i = 0; i < nx; ++i, ++c) {
-        p(0, c) = i;
-        p(1, c) = j;
-        if (rows > 2) p(2, c) = k;
-      }
+  for (unsigned c = 0; c < p.cols(); ++c) {
+    p(0, c) = c % nx;
+    p(1, c) = c / nx % ny;
+    if (rows > 2) p(2, c) = c / (nx * ny);
+  }
   return p;
 }
 
@@ -45,10 +76,8 @@ inline dense2D<double> coincident_points(unsigned rows, unsigned n, unsigned sit
   std::mt19937 g(seed);
   std::uniform_int_distribution<unsigned> pick(0, sites - 1);
   dense2D<double> p(rows, n, 0.0);
-  for (unsigned j = 0; j < n; ++j) {
-    const unsigned s = pick(g);
-    for (unsigned k = 0; k < rows; ++k) p(k, j) = double((s * (k + 3)) % 5) * 0.25;
-  }
+  for (unsigned j = 0; j < n; ++j)
+    for (unsigned k = 0, s = pick(g); k < rows; ++k) p(k, j) = double((s * (k + 3)) % 5) * 0.25;
   return p;
 }
 
@@ -61,8 +90,8 @@ inline double dist2(const dense2D<double>& p, unsigned a, const double* q, unsig
 /// The tree of a list, made by inserting its shuffled copy one node at a
 /// time: the insertion rule as written, for comparison with faster builds.
 template <unsigned D>
-void insert_one_by_one(qz4::tessellix::node_tree<D>& t, std::vector<unsigned> order) {
-  qz4::tessellix::seeded_shuffle(order.data(), order.size());
+void insert_one_by_one(node_tree<D>& t, V order) {
+  seeded_shuffle(order.data(), order.size());
   for (unsigned v : order) t.insert_one(v);
 }
 
@@ -70,56 +99,42 @@ void insert_one_by_one(qz4::tessellix::node_tree<D>& t, std::vector<unsigned> or
 /// pre-order walk with the upper side first, with strict comparisons.
 template <unsigned D>
 struct reference_closest {
-  const qz4::tessellix::node_tree<D>& t;
+  const node_tree<D>& t;
   const double* q;
   unsigned skip;
-  double best2 = 0, best = 0;
-  unsigned found = qz4::NO_ID;
+  double best2 = DBL_MAX, best = DBL_MAX;
+  unsigned found = NO_ID;
 
-  const double* at(unsigned e) const { return &(*t.coords)(0, t.table(0, e)); }
+  // Takes the node of entry e if closer (and, on the walk, inside the cube
+  // of half-side best, lower faces first); gives its coordinates.
+  const double* visit(unsigned e, bool walk) {
+    const unsigned v = t.table(0, e);
+    const double* p = &(*t.coords)(0, v);
+    bool in = true;
+    for (unsigned k = 0; k < D && walk; ++k) in = in && q[k] - best <= p[k];
+    for (unsigned k = 0; k < D && walk; ++k) in = in && q[k] + best >= p[k];
+    const double d2 = dist2(*t.coords, v, q, D);
+    if (v != skip && in && d2 < best2) best2 = d2, best = std::sqrt(d2), found = v;
+    return p;
+  }
   void full(unsigned e, unsigned axis) {
     if (e >= t.table.cols()) return;
-    const double* p = at(e);
-    bool in = true;
-    for (unsigned k = 0; k < D; ++k) in = in && q[k] - best <= p[k];
-    for (unsigned k = 0; k < D; ++k) in = in && q[k] + best >= p[k];
-    if (t.table(0, e) != skip && in) {
-      double d2 = 0;
-      for (unsigned k = 0; k < D; ++k) d2 += (p[k] - q[k]) * (p[k] - q[k]);
-      if (d2 < best2) {
-        best2 = d2;
-        best = std::sqrt(d2);
-        found = t.table(0, e);
-      }
-    }
-    const double s = p[axis];
+    const double s = visit(e, true)[axis];
     if (q[axis] + best > s) full(t.table(2, e), (axis + 1) % D);
     if (q[axis] - best < s) full(t.table(1, e), (axis + 1) % D);
   }
   unsigned run() {
-    const unsigned n = t.table.cols();
-    best2 = 1.7976931348623157e308;
-    for (unsigned e = 0, axis = 0; e < n; axis = (axis + 1) % D) {
-      const double* p = at(e);
-      double d2 = 0;
-      for (unsigned k = 0; k < D; ++k) d2 += (p[k] - q[k]) * (p[k] - q[k]);
-      if (t.table(0, e) != skip && d2 < best2) {
-        best2 = d2;
-        found = t.table(0, e);
-      }
-      e = p[axis] > q[axis] ? t.table(1, e) : t.table(2, e);
-    }
-    best = found != qz4::NO_ID ? std::sqrt(best2) : 1.7976931348623157e308;
-    if (n == 0 || !(best > 0)) return found;
-    full(0, 0);
+    for (unsigned e = 0, axis = 0; e < t.table.cols(); axis = (axis + 1) % D)
+      e = visit(e, false)[axis] > q[axis] ? t.table(1, e) : t.table(2, e);
+    if (t.table.cols() > 0 && best > 0) full(0, 0);
     return found;
   }
 };
 
 /// A recursive transcription of the box walk: pre-order, lower side first.
 template <unsigned D>
-void reference_box(const qz4::tessellix::node_tree<D>& t, unsigned e, unsigned axis,
-                   const double* lo, const double* hi, std::vector<unsigned>& out) {
+void reference_box(const node_tree<D>& t, unsigned e, unsigned axis, const double* lo,
+                   const double* hi, V& out) {
   if (e >= t.table.cols()) return;
   const double* p = &(*t.coords)(0, t.table(0, e));
   const bool gl = lo[axis] <= p[axis], gu = hi[axis] >= p[axis];

@@ -1,86 +1,63 @@
-#include <gtest/gtest.h>
+#include "editing_test_util.h"
 
-#include <algorithm>
-#include <cmath>
-#include <vector>
-
-#include "alloc_seam.h"
-#include "arrays.h"
-#include "qz4/tessellix/editing.h"
-
-using namespace qz4;
-using namespace qz4::tessellix;
-using namespace qz4test;
-
-namespace {
+namespace qz4test {
 
 const double pi = 3.14159265358979323846;
 
-using P2 = vector_fixed<double, 2>;
-using P3 = vector_fixed<double, 3>;
-using D = std::vector<double>;
-using V = std::vector<unsigned>;
-
-TEST(Translate, GrowsRowsAndSkipsIdentity) {
+TEST(TranslateAndZoom, AllListsAndConnectivities) {
   dense2D<double> p = points(1, {1, 2});
-  EXPECT_EQ(translate(p, P2{{0, 0}}), 0);
-  EXPECT_EQ(p.rows(), 1u);
-  EXPECT_EQ(translate(p, P2{{1, 2}}), 2);
-  EXPECT_EQ(flat(p), (D{2, 2, 3, 2}));
-  dense2D<double> q = points(3, {1, 1, 1, 2, 2, 2});
-  const dense2D<double> other(q);
-  EXPECT_EQ(translate(q, P2{{1, -1}}), 2);
-  EXPECT_EQ(flat(other), (D{2, 0, 1, 3, 1, 2}));  // z kept, shared storage
-  dense2D<double> none;
-  EXPECT_EQ(translate(none, P3{{1, 1, 1}}), 0);
-  EXPECT_EQ(none.rows(), 0u);
-}
+  EXPECT_EQ((std::tuple{translate(p, P2{{0, 0}}), p.rows()}), std::tuple(0, 1u));
+  EXPECT_EQ((std::tuple{translate(p, P2{{1, 2}}), flat(p)}), std::tuple(2, Vd{2, 2, 3, 2}));
+  dense2D<double> q = points(3, {1, 1, 1, 2, 2, 2}), none;
+  const dense2D<double> other(q);  // z kept, shared storage
+  EXPECT_EQ((std::tuple{translate(q, P2{{1, -1}}), flat(other)}),
+            std::tuple(2, Vd{2, 0, 1, 3, 1, 2}));
+  EXPECT_EQ((std::tuple{translate(none, P3{{1, 1, 1}}), none.rows()}), std::tuple(0, 0u));
+  // Listed nodes, each time they are listed, past-the-end ones skipped.
+  p = points(2, {0, 0, 1, 1, 2, 2});
+  EXPECT_EQ((std::tuple{translate(p, P2{{1, 0}}, vec({2, 0, 2, 3})), flat(p)}),
+            std::tuple(3, Vd{1, 0, 1, 1, 4, 2}));
+  EXPECT_EQ((std::tuple{translate(p, P3{{0, 0, 1}}, vec({})), p.rows()}), std::tuple(0, 2u));
+  EXPECT_EQ((std::tuple{translate(p, P3{{0, 0, 1}}, mat(2, {1, 0, 1, NO_ID})), flat(p)}),
+            std::tuple(2, Vd{1, 0, 1, 1, 1, 1, 4, 2, 0}));  // each node once
 
-TEST(Translate, SubsetsAndConnectivities) {
-  dense2D<double> p = points(2, {0, 0, 1, 1, 2, 2});
-  EXPECT_EQ(translate(p, P2{{1, 0}}, vec({2, 0, 2, 3})), 3);
-  EXPECT_EQ(flat(p), (D{1, 0, 1, 1, 4, 2}));
-  EXPECT_EQ(translate(p, P3{{0, 0, 1}}, vec({})), 0);
-  EXPECT_EQ(p.rows(), 2u);
-  dense2D<unsigned> c = mat(2, {1, 0, 1, NO_ID});
-  EXPECT_EQ(translate(p, P3{{0, 0, 1}}, c), 2);  // each node once
-  EXPECT_EQ(flat(p), (D{1, 0, 1, 1, 1, 1, 4, 2, 0}));
+  // Scaling adds the correction to the old position.
+  p = points(2, {1, 2, 3, 4});
+  EXPECT_EQ((std::tuple{zoom(p, P2{{1, 1}}, 1.0), zoom(p, P2{{1, 1}}, 2.0), flat(p)}),
+            std::tuple(0, 2, Vd{1, 3, 5, 7}));
+  EXPECT_EQ((std::tuple{zoom(p, P3{{1, 1, 1}}, -1.0, vec({1, 1})), flat(p)}),
+            std::tuple(0, Vd{1, 3, 0, 5, 7, 0}));  // moved twice
+  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, 0.0, mat(1, {0})), 0);
+  EXPECT_EQ(flat(p.sub_matrix(0, 0, 3, 1)), (Vd{1, 1, 1}));
 }
 
 TEST(Rotate, PlanarAndSpatial) {
   dense2D<double> p = points(2, {2, 1, 1, 1});
-  EXPECT_EQ(rotate(p, P2{{1, 1}}, 0.0), 0);
-  EXPECT_EQ(rotate(p, P2{{1, 1}}, pi / 2), 2);
+  EXPECT_EQ((std::tuple{rotate(p, P2{{1, 1}}, 0.0), rotate(p, P2{{1, 1}}, pi / 2), p(1, 0), p(0, 1),
+                        p(1, 1)}),
+            std::tuple(0, 2, 2.0, 1.0, 1.0));
   EXPECT_NEAR(p(0, 0), 1, 1e-15);
-  EXPECT_EQ(flat(p.sub_matrix(1, 0, 1, 2)), (D{2, 1}));
-  EXPECT_EQ(p(0, 1), 1);
   // An empty list still grows the matrix, and moves nothing.
   dense2D<double> row = points(1, {3});
-  EXPECT_EQ(rotate(row, P2{{0, 0}}, 1.0, vec({})), 0);
-  EXPECT_EQ(row.rows(), 2u);
+  EXPECT_EQ((std::tuple{rotate(row, P2{{0, 0}}, 1.0, vec({})), row.rows()}), std::tuple(0, 2u));
   EXPECT_EQ(rotate(row, P2{{0, 0}}, pi, vec({0, 1})), 1);
   EXPECT_NEAR(row(0, 0), -3, 1e-15);
 
-  // About the x axis through (0, 5, 5): nodes on the axis stay.
+  // About the x axis through (0, 5, 5): nodes on the axis stay. Node 0 was
+  // (4, 5, 0): offset (0, 0, -5) turns to (0, 5, 0). A 2-row matrix grows.
   dense2D<double> s = points(2, {4, 5, 0, 6});
   const P3 c = {{0, 5, 5}}, r = {{pi / 2, 0, 0}};
   s(1, 0) = 5;
-  EXPECT_EQ(rotate(s, c, r), 2);
-  ASSERT_EQ(s.rows(), 3u);  // a 2-row matrix becomes 3-row
-  // Node 0 was (4, 5, 0): offset (0, 0, -5) turns to (0, 5, 0).
-  for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(s(k, 0), (D{4, 10, 5})[k], 1e-14);
+  EXPECT_EQ((std::pair{rotate(s, c, r), s.rows()}), std::pair(2, 3u));
+  for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(s(k, 0), (Vd{4, 10, 5})[k], 1e-14);
   dense2D<double> on = points(3, {7, 5, 5});
-  EXPECT_EQ(rotate(on, c, r, vec({0, 1})), 1);
-  EXPECT_EQ(flat(on), (D{7, 5, 5}));
-}
+  EXPECT_EQ((std::tuple{rotate(on, c, r, vec({0, 1})), flat(on)}), std::tuple(1, Vd{7, 5, 5}));
 
-// Around 0.001 the Rodrigues factors switch to their series; both sides must
-// agree with the closed form to rounding.
-TEST(Rotate, SmallAnglesAreContinuous) {
+  // Around 0.001 the Rodrigues factors switch to their series; both sides
+  // must agree with the closed form to rounding.
   for (double t : {0.0005, 0.000999, 0.001001, 0.0015})
     for (unsigned axis : {1u, 2u}) {  // about y, then about z
-      P3 r = {{0, 0, 0}};
-      r[axis] = t;
+      const P3 r = {{0, axis == 1 ? t : 0, axis == 2 ? t : 0}};
       dense2D<double> p = points(3, {1, 0, 0});
       rotate(p, P3{{0, 0, 0}}, r);
       EXPECT_NEAR(p(0, 0), std::cos(t), 4e-16) << t;
@@ -89,87 +66,65 @@ TEST(Rotate, SmallAnglesAreContinuous) {
     }
 }
 
-TEST(Zoom, FormulaAndSubsets) {
-  dense2D<double> p = points(2, {1, 2, 3, 4});
-  EXPECT_EQ(zoom(p, P2{{1, 1}}, 1.0), 0);
-  EXPECT_EQ(zoom(p, P2{{1, 1}}, 2.0), 2);
-  EXPECT_EQ(flat(p), (D{1, 3, 5, 7}));
-  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, -1.0, vec({1, 1})), 0);  // moved twice
-  EXPECT_EQ(flat(p), (D{1, 3, 0, 5, 7, 0}));
-  EXPECT_EQ(zoom(p, P3{{1, 1, 1}}, 0.0, mat(1, {0})), 0);
-  EXPECT_EQ(flat(p.sub_matrix(0, 0, 3, 1)), (D{1, 1, 1}));
-}
+TEST(CopyMesh, OnceRepeatedOnItselfAndMirrored) {
+  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0}), none, line = points(1, {1}),
+                  q = points(3, {0, 0, 0, 1, 0, 0});
+  dense2D<unsigned> copy;
+  EXPECT_EQ((std::tuple{copy_mesh(p, copy, mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID})),
+                        flat(copy), flat(p)}),
+            std::tuple(0, V{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID},
+                       Vd{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
 
-TEST(CopyMesh, OneCopyKeepsPadding) {
-  dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0, 3, 0});
-  dense2D<unsigned> src = mat(4, {2, 1, 3, NO_ID, 1, 2, NO_ID, NO_ID}), copy;
-  EXPECT_EQ(copy_mesh(p, copy, src), 0);
-  EXPECT_EQ(flat(copy), (V{4, 5, 6, NO_ID, 5, 4, NO_ID, NO_ID}));
-  EXPECT_EQ(flat(p), (D{0, 0, 1, 0, 2, 0, 3, 0, 2, 0, 1, 0, 3, 0}));
-}
-
-TEST(CopyMesh, RepeatedCopiesTurnAndShift) {
-  dense2D<double> p = points(2, {1, 0, 2, 0});
-  dense2D<unsigned> src = mat(2, {0, 1}), copies = mat(1, {9});
-  EXPECT_EQ(copy_mesh(p, copies, P2{{0, 10}}, P2{{0, 0}}, pi / 2, 3, src), 0);
-  EXPECT_EQ(p.cols(), 8u);
-  EXPECT_EQ(flat(copies), (V{9, NO_ID, 2, 3, 4, 5, 6, 7}));
+  p = points(2, {1, 0, 2, 0});
+  dense2D<unsigned> src = mat(2, {0, 1}), copies = mat(1, {9}), mirror, one = mat(1, {0});
+  EXPECT_EQ(
+      (std::tuple{copy_mesh(p, copies, P2{{0, 10}}, P2{{0, 0}}, pi / 2, 3, src), flat(copies)}),
+      std::tuple(0, V{9, NO_ID, 2, 3, 4, 5, 6, 7}));
   // Copy k: rotated by k quarter turns about the origin, then up by 10 k.
-  const double expect[3][2][2] = {{{0, 11}, {0, 12}}, {{-1, 20}, {-2, 20}}, {{0, 29}, {0, 28}}};
-  for (unsigned k = 0; k < 3; ++k)
-    for (unsigned n = 0; n < 2; ++n)
-      for (unsigned d = 0; d < 2; ++d) EXPECT_NEAR(p(d, 2 + 2 * k + n), expect[k][n][d], 1e-14);
-  dense2D<double> none;
+  for (unsigned i = 0; i < 16; ++i)
+    EXPECT_NEAR(flat(p).at(i), (Vd{1, 0, 2, 0, 0, 11, 0, 12, -1, 20, -2, 20, 0, 29, 0, 28})[i],
+                1e-14);
   EXPECT_EQ(copy_mesh(none, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 3, src), 0);
   EXPECT_EQ(copy_mesh(p, copies, P2{{0, 1}}, P2{{0, 0}}, 1.0, 0, src), 0);
   EXPECT_EQ(p.cols(), 8u);
-}
 
-TEST(CopyMesh, SourceAsDestination) {
   // The planar form copies the source as it was on entry...
-  dense2D<double> p = points(2, {0, 0, 1, 0});
-  dense2D<unsigned> c = mat(2, {0, 1});
-  EXPECT_EQ(copy_mesh(p, c, P2{{1, 0}}, P2{{0, 0}}, 0.0, 2, c), 0);
-  EXPECT_EQ(flat(c), (V{0, 1, 2, 3, 4, 5}));
-  // ...the spatial form reads it as it grows.
-  dense2D<double> q = points(3, {0, 0, 0, 1, 0, 0});
-  dense2D<unsigned> d = mat(2, {0, 1});
-  EXPECT_EQ(copy_mesh(q, d, P3{{0, 0, 1}}, P3{{0, 0, 0}}, P3{{0, 0, 0}}, 2, d), 0);
-  EXPECT_EQ(flat(d), (V{0, 1, 2, 3, 4, 5, 6, 7}));
-  EXPECT_EQ(q(2, 5), 2.0);  // copy of node 1, shifted twice
-  EXPECT_EQ(q(2, 7), 3.0);  // copy of node 3 of the first copy
-}
+  p = points(2, {0, 0, 1, 0});
+  dense2D<unsigned> c = mat(2, {0, 1}), d = mat(2, {0, 1});
+  EXPECT_EQ((std::tuple{copy_mesh(p, c, P2{{1, 0}}, P2{{0, 0}}, 0.0, 2, c), flat(c)}),
+            std::tuple(0, V{0, 1, 2, 3, 4, 5}));
+  // ...the spatial form reads it as it grows: node 5 copies node 1, shifted
+  // twice, node 7 copies node 3 of the first copy.
+  EXPECT_EQ((std::tuple{copy_mesh(q, d, P3{{0, 0, 1}}, P3{{0, 0, 0}}, P3{{0, 0, 0}}, 2, d), flat(d),
+                        q(2, 5), q(2, 7)}),
+            std::tuple(0, V{0, 1, 2, 3, 4, 5, 6, 7}, 2.0, 3.0));
 
-TEST(CopySymMesh, MirrorsOnNewNodes) {
-  dense2D<double> p = points(2, {1, 0, 3, 2});
-  dense2D<unsigned> src = mat(2, {0, 1}), copy;
   // The line x = 1, normal of length 2.
-  EXPECT_EQ(copy_sym_mesh(p, copy, P2{{1, 5}}, P2{{2, 0}}, src), 0);
-  EXPECT_EQ(flat(copy), (V{2, 3}));
-  EXPECT_EQ(flat(p), (D{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
-  dense2D<double> line = points(1, {1});
-  dense2D<unsigned> one(1, 1, 0u);
-  EXPECT_EQ(copy_sym_mesh(line, copy, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), 0);
-  EXPECT_EQ(flat(line), (D{1, 0, 0, 1, 0, 2}));
-  dense2D<double> none;
+  p = points(2, {1, 0, 3, 2});
+  EXPECT_EQ((std::tuple{copy_sym_mesh(p, mirror, P2{{1, 5}}, P2{{2, 0}}, src), flat(mirror)}),
+            std::tuple(0, V{2, 3}));
+  EXPECT_EQ(flat(p), (Vd{1, 0, 3, 2, 1, 0, -1, 2}));  // node 0 on the line
+  EXPECT_EQ(
+      (std::tuple{copy_sym_mesh(line, mirror, P3{{0, 0, 1}}, P3{{0, 0, 1}}, one), flat(line)}),
+      std::tuple(0, Vd{1, 0, 0, 1, 0, 2}));
   const P3 zero = {{0, 0, 0}};
-  EXPECT_EQ(copy_sym_mesh(none, copy, zero, zero, one), 0);
-  EXPECT_EQ(copy_sym_mesh(line, copy, zero, zero, one), -4);
+  EXPECT_EQ((std::pair{copy_sym_mesh(none, mirror, zero, zero, one),
+                       copy_sym_mesh(line, mirror, zero, zero, one)}),
+            std::pair(0, -4));
 }
 
 TEST(CopyMesh, ExhaustedMemory) {
-  // Inputs are made before the allocator starts failing.
-  struct input {
-    dense2D<double> p = points(2, {0, 0, 1, 0, 2, 0});
-    dense2D<unsigned> src = mat(3, {0, 1, 2}), copies;
-  };
-  std::vector<input> inputs(64);
-  expect_ok_or_out_of_memory([&](unsigned k) {
-    input& in = inputs[k];
-    return std::min({copy_mesh(in.p, in.copies, in.src),
-                     copy_mesh(in.p, in.copies, P2{{1, 0}}, P2{{0, 0}}, 1.0, 2, in.src),
-                     copy_sym_mesh(in.p, in.copies, P3{{1, 0, 0}}, P3{{1, 0, 0}}, in.src)});
-  });
+  out_of_memory_on_fresh(
+      [] {
+        return std::tuple{points(2, {0, 0, 1, 0, 2, 0}), mat(3, {0, 1, 2}), dense2D<unsigned>()};
+      },
+      [](auto& in) {
+        auto& [p, src, copies] = in;
+        return std::min({copy_mesh(p, copies, src),
+                         copy_mesh(p, copies, P2{{1, 0}}, P2{{0, 0}}, 1.0, 2, src),
+                         copy_sym_mesh(p, copies, P3{{1, 0, 0}}, P3{{1, 0, 0}}, src)});
+      },
+      [](auto&) { return true; });
 }
 
-}  // namespace
+}  // namespace qz4test
