@@ -13,18 +13,13 @@ struct deck {
 
 // One element of each kind given, in a run of its own, nodes 0, 1, 2, ...
 // shifted by the run's index; property 10 + run.
-deck one_of_each(std::initializer_list<element_type> kinds) {
-  deck d;
-  d.pos.resize(3, 40, 0.0);
-  for (unsigned n = 0; n < 40; ++n) d.pos(0, n) = n, d.pos(1, n) = 0.5 * n, d.pos(2, n) = -0.25;
-  d.conn.resize(20, unsigned(kinds.size()), NO_ID);
-  d.starts.push_back(0);
-  unsigned e = 0;
-  for (element_type k : kinds) {
-    for (unsigned r = 0; r < element_nodes[k]; ++r) d.conn(r, e) = e + r;
-    d.kinds.push_back(int(k));
+deck one_of_each(const std::vector<int>& kinds) {
+  const unsigned n = unsigned(kinds.size());
+  deck d{dense2D<double>(3, 40), dense2D<unsigned>(20, n, NO_ID), vec({0}), {}, vec(kinds)};
+  for (unsigned k = 0; k < 40; ++k) d.pos(0, k) = k, d.pos(1, k) = 0.5 * k, d.pos(2, k) = -0.25;
+  for (unsigned e = 0; e < n; d.starts.push_back(++e)) {
+    for (unsigned r = 0; r < element_nodes[kinds[e]]; ++r) d.conn(r, e) = e + r;
     d.props.push_back(10 + e);
-    d.starts.push_back(++e);
   }
   return d;
 }
@@ -33,12 +28,14 @@ deck one_of_each(std::initializer_list<element_type> kinds) {
 auto writer(bool femap) {
   return [femap](const auto&... a) { return femap ? FEMAP_output(a...) : NASTRAN_output(a...); };
 }
+auto reader(bool femap) {
+  return [femap](auto&&... a) { return femap ? FEMAP_input(a...) : NASTRAN_input(a...); };
+}
 int write(bool femap, const std::string& path, const deck& d) {
   return writer(femap)(path.c_str(), d.pos, d.conn, d.starts, d.kinds, d.props);
 }
 int read(bool femap, const std::string& path, deck& d) {
-  return femap ? FEMAP_input(path.c_str(), d.pos, d.conn, d.starts, d.kinds, d.props)
-               : NASTRAN_input(path.c_str(), d.pos, d.conn, d.starts, d.kinds, d.props);
+  return reader(femap)(path.c_str(), d.pos, d.conn, d.starts, d.kinds, d.props);
 }
 
 }  // namespace
@@ -51,15 +48,15 @@ TEST(Nastran, WritesOneFixedForm) {
                               ET_TETRA4));
   const std::string bar = "$----------------------------------------\n",
                     blank = "$                                        \n";
+  auto banner = [&](const std::string& title) { return bar + blank + title + blank + bar; };
   EXPECT_EQ(
       slurp(path),
-      "$ QZ4 Tessellix Nastran exporter\nBEGIN BULK\n" + bar + blank +
-          "$                 ELEMENTS               \n" + blank + bar + "CTRIA3,0,1,1,1,1,\n" +
-          bar +
-          "$ Referenced Material Records -----------\n$ Material Record :    ------------------\n"
-          "$ Description of Material :   -----------\nMAT1     1      1100.           .35 "
-          "1.1E-6\n" +
-          bar + blank + "$                GRID POINTS             \n" + blank + bar +
+      "$ QZ4 Tessellix Nastran exporter\nBEGIN BULK\n" +
+          banner("$                 ELEMENTS               \n") + "CTRIA3,0,1,1,1,1,\n" + bar +
+          "$ Referenced Material Records -----------\n$ Material Record :    -------------"
+          "-----\n$ Description of Material :   -----------\nMAT1     1      1100.           "
+          ".35 1.1E-6\n" +
+          banner("$                GRID POINTS             \n") +
           "GRID*   0               0.00000         1.00000         \n*       1.23457e+06\n"
           "GRID*   1               -0.500000       0.00000         \n*       0.00000\nENDDATA\n");
   // Cards without keyword, pyramids of zeros, a mixed run by its first column.
@@ -113,10 +110,11 @@ TEST(Nastran, ReadsEveryCardForm) {
       {"BEGIN BULK\nGRID,0,,1.,2.,3.\nCTRIA3,0,1,0,0\n", 1},
       {"BEGIN BULK\nGRID*,0,1.,2.\n", 0},
       {nullptr, 0}};  // no file
-  for (const auto& c : bad) {
-    const std::string file = c.first ? spit("x.bdf", c.first) : scratch("no/such/dir.bdf");
-    EXPECT_EQ(-1, NASTRAN_input(file.c_str(), d.pos, a, single)) << file;
-    EXPECT_EQ(d.pos.cols(), c.second) << file;
+  for (const auto& [text, nodes] : bad) {
+    const std::string file = text ? spit("x.bdf", text) : scratch("no/such/dir.bdf");
+    EXPECT_EQ(results({-1, nodes}),
+              results({NASTRAN_input(file.c_str(), d.pos, a, single), d.pos.cols()}))
+        << file;
   }
 }
 
@@ -163,16 +161,13 @@ TEST(Decks, RoundTripsRunTablesAndStatuses) {
 
 TEST(Femap, ReadsBlocksAmongOthersAndWritesExactRecords) {
   const std::string node = ",0,0,1,0,0,0,0,0,0,0,";
+  const std::string text =
+      "-1\n100\nsome header\n-1\n -1\n 404 \n0,3,0,32,2,1,0,0,0,0,0,0,0,\n1,2,3,0,0,0,0,0,0,0,\n"
+      "0,0,0,0,0,0,0,0,0,0,\nx\nx\nx\nx\n1,4,0,32,11,1,0,0,0,0,0,0,0,\nx\nx\nx\nx\nx\nx\n-1\n-1\n"
+      "403\n1" +
+      node + "1.5,2.5,3.5,0,\n3" + node + "1,1,1,0,\n3" + node + "4,5,6,0,\n-1\n";
   deck d;
-  ASSERT_EQ(
-      0, read(true,
-              spit("r.neu",
-                   "-1\n100\nsome header\n-1\n -1\n 404 \n"
-                   "0,3,0,32,2,1,0,0,0,0,0,0,0,\n1,2,3,0,0,0,0,0,0,0,\n"
-                   "0,0,0,0,0,0,0,0,0,0,\nx\nx\nx\nx\n"
-                   "1,4,0,32,11,1,0,0,0,0,0,0,0,\nx\nx\nx\nx\nx\nx\n-1\n-1\n403\n1" +
-                       node + "1.5,2.5,3.5,0,\n3" + node + "1,1,1,0,\n3" + node + "4,5,6,0,\n-1\n"),
-              d));
+  ASSERT_EQ(0, read(true, spit("r.neu", text), d));
   // Nodes by number (the later line wins), a triangle, 0 for the unknown code.
   EXPECT_EQ(flat(d.pos), (std::vector<double>{0, 0, 0, 1.5, 2.5, 3.5, 0, 0, 0, 4, 5, 6}));
   EXPECT_EQ(flat(d.conn), (std::vector<unsigned>{1, 2, 3}));

@@ -35,6 +35,10 @@ inline std::string spit(const std::string& name, const std::string& bytes) {
   return path;
 }
 
+/// Several results of one kind, compared at once; a braced list is
+/// evaluated in order, so a call and what it leaves behind can share one.
+using results = std::vector<long long>;
+
 inline bool has(const std::string& text, const std::string& piece) {
   return text.find(piece) != std::string::npos;
 }

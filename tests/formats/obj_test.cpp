@@ -79,10 +79,11 @@ TEST(OBJ, ReadsEveryStatementForm) {
       {"f 1//1 1//1 1//1\nvn 0 0 1\n", 0},  // "vn" after the face that uses it
       {nullptr, 0},                         // no file
   };
-  for (const auto& f : failures) {
-    EXPECT_EQ(-1, f.first ? r.read_text(f.first) : r.read(scratch("no/such/dir.obj"))) << f.first;
-    EXPECT_EQ(r.pos.cols(), f.second) << f.first;
-  }
+  for (const auto& [text, nodes] : failures)
+    EXPECT_EQ(
+        results({-1, nodes}),
+        results({text ? r.read_text(text) : r.read(scratch("no/such/dir.obj")), r.pos.cols()}))
+        << text;
   EXPECT_EQ(0, r.read_text("o nothing\n"));
   EXPECT_TRUE(r.pos.empty() && r.tri.empty() && r.textures.empty());
 

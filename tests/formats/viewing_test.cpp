@@ -65,22 +65,17 @@ TEST(Medit, MeshSectionsInKindOrderAndSolutions) {
   EXPECT_EQ(slurp(path), "3 3 2 2\n" + row + row);
 }
 
-TEST(Medit, StatusesInOrder) {
-  const dense2D<double> pos = nodes(3, 3);
-  const dense2D<unsigned> bad = conn(3, {{0, 1, 7}}), bads[2] = {bad, bad};
+// What only MEDIT has: the form by groups, and the solution files.
+TEST(Medit, GroupsAndSolutionsStatuses) {
   const std::string path = scratch("s.mesh");
-  const char *p = path.c_str(), *no = nowhere.c_str();
+  const char* p = path.c_str();
   std::remove(p);
-  EXPECT_EQ(-2, medit_output(no, dense2D<double>(4, 3), bads + 1, bads, no_kinds));
-  EXPECT_EQ(-4, medit_output(no, pos, bads + 1, bads, no_kinds));
-  EXPECT_EQ(-5, medit_output(no, pos, bads, bads + 1, no_kinds));
-  EXPECT_EQ(-3, medit_output(no, pos, bad, ET_TRIA3));
-  EXPECT_EQ(-3, medit_output(no, pos, conn(1, {{0}}), ET_NONE));
-  EXPECT_EQ(-1, medit_output(no, pos, conn(1, {{0}}), ET_NODE));
-  EXPECT_EQ(0, medit_output(p, pos, dense2D<unsigned>(3, 0), ET_TRIA3, dense1D<unsigned>()));
+  EXPECT_EQ(0,
+            medit_output(p, nodes(3, 3), dense2D<unsigned>(3, 0), ET_TRIA3, dense1D<unsigned>()));
   EXPECT_EQ(slurp(path), "");  // no file made
-  EXPECT_EQ(-5, medit_output(p, pos, bad, ET_TRIA3, dense1D<unsigned>(2, 0u)));
-  EXPECT_EQ(-1, medit_scalar(no, 3, dense1D<double>()));
+  EXPECT_EQ(-5,
+            medit_output(p, nodes(3, 3), conn(3, {{0, 1, 7}}), ET_TRIA3, dense1D<unsigned>(2, 0u)));
+  EXPECT_EQ(-1, medit_scalar(nowhere.c_str(), 3, dense1D<double>()));
   EXPECT_EQ(-2, medit_tensor(p, dense2D<double>(4, 1, 0.0)));
   EXPECT_EQ(slurp(path), "");  // created, empty
 }
@@ -161,24 +156,33 @@ TEST(EnSight, PartsByPosition) {
   EXPECT_EQ(slurp(path).substr(95), "       0\n");
 }
 
-// The two writers that open their file first: every later failure leaves it
-// empty. Points are no VTK cell; EnSight takes a single row of coordinates.
-TEST(VtkAndEnSight, StatusesInOrder) {
-  const dense2D<double> pos = nodes(3, 3);
+// The checks of the three writers in their order. MEDIT makes its checks
+// before it opens the file; VTK and EnSight open it first, and a later
+// failure leaves it empty. Points are no VTK cell, and EnSight takes a single
+// row of coordinates and columns short of their kind.
+TEST(Viewing, StatusesInOrder) {
+  const dense2D<double> pos = nodes(3, 3), wide = nodes(4, 3);
   const dense2D<unsigned> tri = conn(3, {{0, 1, 2}}), tris[2] = {tri, tri};
   const std::string path = scratch("s.out");
   const char *p = path.c_str(), *no = nowhere.c_str();
-  for (bool ensight : {false, true}) {
-    auto out = [ensight](const auto&... a) {
-      return ensight ? ensight_output(a...) : vtk_output(a...);
+  for (int w : {0, 1, 2}) {  // MEDIT, VTK, EnSight
+    auto out = [w](const auto&... a) {
+      return w == 0 ? medit_output(a...) : w == 1 ? vtk_output(a...) : ensight_output(a...);
     };
-    EXPECT_EQ(-1, out(no, nodes(4, 3), tris + 1, tris, no_kinds));
-    EXPECT_EQ(-2, out(p, nodes(4, 3), tri, ET_TRIA3));
-    EXPECT_EQ(slurp(path), "");
-    EXPECT_EQ(out(p, nodes(1, 3), tri, ET_TRIA3), ensight ? 0 : -2);
+    auto by_writer = [w](std::initializer_list<int> s) { return s.begin()[w]; };
+    spit("s.out", "old");
+    EXPECT_EQ(by_writer({-2, -1, -1}), out(no, wide, tris + 1, tris, no_kinds));
+    EXPECT_EQ(by_writer({-4, -1, -1}), out(no, pos, tris + 1, tris, no_kinds));
+    EXPECT_EQ(by_writer({-5, -1, -1}), out(no, pos, tris, tris + 1, no_kinds));
+    EXPECT_EQ(by_writer({-3, -1, -1}), out(no, pos, conn(3, {{0, 1, 7}}), ET_TRIA3));
+    EXPECT_EQ(by_writer({-3, -1, -1}), out(no, pos, conn(1, {{0}}), ET_NONE));
+    EXPECT_EQ(-1, out(no, pos, conn(1, {{0}}), ET_NODE));
+    EXPECT_EQ(-2, out(p, wide, tri, ET_TRIA3));
+    EXPECT_EQ(w == 0 ? "old" : "", slurp(path));
+    EXPECT_EQ(by_writer({0, -2, 0}), out(p, nodes(1, 3), tri, ET_TRIA3));
     EXPECT_EQ(-4, out(p, pos, tris + 1, tris, no_kinds));
     EXPECT_EQ(-5, out(p, pos, tris, tris + 1, no_kinds));
-    EXPECT_EQ(ensight ? 0 : -3, out(p, pos, conn(2, {{0, 1}}), ET_TRIA3));
+    EXPECT_EQ(by_writer({-3, -3, 0}), out(p, pos, conn(2, {{0, 1}}), ET_TRIA3));
     EXPECT_EQ(-3, out(p, pos, conn(4, {{0, NO_ID, 1, 2}}), ET_FACE_MIXED));
     EXPECT_EQ(0, out(p, pos, conn(4, {{0, 1, 2, NO_ID}}), ET_FACE_MIXED));
   }
