@@ -1,5 +1,6 @@
-// Scratch files for the format tests: a path per name, whole-file reads and
-// writes.
+// What every format test uses: scratch files (a path per name, whole-file
+// reads and writes), the shared builders, the out-of-memory check, and the
+// library's names.
 #ifndef QZ4_TEST_FORMATS_FILES_H
 #define QZ4_TEST_FORMATS_FILES_H
 
@@ -9,6 +10,11 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include "alloc_seam.h"
+#include "arrays.h"
+#include "qz4/tessellix/formats.h"
 
 namespace qz4test {
 
@@ -29,6 +35,27 @@ inline std::string spit(const std::string& name, const std::string& bytes) {
   return path;
 }
 
+/// Several results of one kind, compared at once; a braced list is
+/// evaluated in order, so a call and what it leaves behind can share one.
+using results = std::vector<long long>;
+
+inline bool has(const std::string& text, const std::string& piece) {
+  return text.find(piece) != std::string::npos;
+}
+
+/// Rows, columns, then the entries column after column: shape and contents
+/// in one comparison.
+template <class T>
+std::vector<T> shaped(const qz4::dense2D<T>& m) {
+  std::vector<T> v = flat(m);
+  v.insert(v.begin(), {T(m.rows()), T(m.cols())});
+  return v;
+}
+
 }  // namespace qz4test
+
+using namespace qz4;
+using namespace qz4::tessellix;
+using namespace qz4test;
 
 #endif

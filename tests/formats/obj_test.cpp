@@ -1,98 +1,73 @@
 // Wavefront OBJ: exact lines written, every statement form read, the writer's
 // run-together faces that its reader refuses or drops, statuses in order.
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "alloc_seam.h"
 #include "files.h"
-#include "qz4/tessellix/formats.h"
-
-using namespace qz4;
-using namespace qz4::tessellix;
-using qz4test::scratch;
-using qz4test::slurp;
-using qz4test::spit;
 
 namespace {
 
 struct obj {
   dense2D<double> pos, normals, textures;
   dense2D<unsigned> tri, quad;
-  int read(const std::string& text, const char* name = "in.obj") {
-    return WavefrontOBJ_input(spit(name, text).c_str(), pos, normals, textures, tri, quad);
+  int read(const std::string& path) {
+    return WavefrontOBJ_input(path.c_str(), pos, normals, textures, tri, quad);
   }
+  int read_text(const std::string& text) { return read(spit("in.obj", text)); }
 };
-
-std::string cols(const dense2D<unsigned>& m) {
-  std::string s;
-  for (unsigned j = 0; j < m.cols(); ++j)
-    for (unsigned i = 0; i < m.rows(); ++i)
-      s += std::to_string(int(m(i, j))) + (i + 1 < m.rows() ? " " : ";");
-  return s;
-}
 
 }  // namespace
 
 TEST(OBJ, WritesExactLines) {
-  dense2D<double> pos(2, 3, 0.0), normals(3, 3, 0.0), textures(2, 3, 0.5);
-  pos(0, 1) = 1.5;
-  normals(2, 0) = -1;
-  dense2D<unsigned> tri(3, 1), quad(4, 0), none;
-  tri(0, 0) = 0, tri(1, 0) = 1, tri(2, 0) = 2;
+  const dense2D<double> pos = points(2, {0, 0, 1.5, 0, 0, 0}), none,
+                        normals = points(3, {0, 0, -1, 0, 0, 0, 0, 0, 0}), textures(2, 3, 0.5);
+  const dense2D<unsigned> tri = mat(3, {0, 1, 2}), quad(4, 0), no_faces;
   const std::string path = scratch("out.obj");
-  ASSERT_EQ(WavefrontOBJ_output(path.c_str(), pos, dense2D<double>(), dense2D<double>(), tri, quad),
-            0);
+  const char* p = path.c_str();
+  ASSERT_EQ(0, WavefrontOBJ_output(p, pos, none, none, tri, quad));
   const std::string z = "0.00000000e+00 ";
   EXPECT_EQ(slurp(path), " v " + z + z + z + "\n v 1.50000000e+00 " + z + z + "\n v " + z + z + z +
                              "\n f 1//2//3// \n");
-  ASSERT_EQ(WavefrontOBJ_output(path.c_str(), pos, normals, textures, tri, quad), 0);
+  ASSERT_EQ(0, WavefrontOBJ_output(p, pos, normals, textures, tri, quad));
   const std::string all = slurp(path);
-  EXPECT_NE(all.find(" vt 5.00000000e-01 5.00000000e-01 \n"), std::string::npos);
-  EXPECT_NE(all.find(" vn " + z + z + "-1.00000000e+00 \n"), std::string::npos);
+  EXPECT_TRUE(has(all, " vt 5.00000000e-01 5.00000000e-01 \n"));
+  EXPECT_TRUE(has(all, " vn " + z + z + "-1.00000000e+00 \n"));
   EXPECT_EQ(all.substr(all.size() - 20), " f 1/1/12/2/23/3/3 \n");
 
-  // The reader takes back nodes, normals and texture coordinates, not faces.
+  // The reader takes back nodes, normals and texture coordinates, not faces;
+  // a face of texture numbers alone reads as one with normals, none given.
   obj r;
-  EXPECT_EQ(WavefrontOBJ_input(path.c_str(), r.pos, r.normals, r.textures, r.tri, r.quad), 0);
-  EXPECT_EQ(r.pos.rows() * 10 + r.pos.cols(), 33u);
-  EXPECT_EQ(r.pos(0, 1), 1.5);
-  EXPECT_EQ(r.normals(2, 0), -1.0);
-  EXPECT_EQ(r.textures.rows(), 2u);
-  EXPECT_EQ(r.tri.cols() + r.quad.cols(), 0u);
-  ASSERT_EQ(WavefrontOBJ_output(path.c_str(), pos, dense2D<double>(), textures, tri, quad), 0);
-  EXPECT_EQ(WavefrontOBJ_input(path.c_str(), r.pos, r.normals, r.textures, r.tri, r.quad), -1);
+  EXPECT_EQ(0, r.read(path));
+  EXPECT_EQ(shaped(r.pos), (std::vector<double>{3, 3, 0, 0, 0, 1.5, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(shaped(r.normals), shaped(normals));
+  EXPECT_EQ(shaped(r.textures), shaped(textures));
+  EXPECT_TRUE(r.tri.empty() && r.quad.empty());
+  ASSERT_EQ(0, WavefrontOBJ_output(p, pos, none, textures, tri, quad));
+  EXPECT_EQ(-1, r.read(path));
 
-  const std::string bad = scratch("no/such/dir.obj");
-  EXPECT_EQ(WavefrontOBJ_output(bad.c_str(), dense2D<double>(), normals, textures, tri, quad), -1);
-  EXPECT_EQ(WavefrontOBJ_output(path.c_str(), dense2D<double>(), normals, textures, tri, quad), -2);
-  EXPECT_EQ(WavefrontOBJ_output(path.c_str(), pos, dense2D<double>(3, 2), textures, tri, quad), -3);
-  EXPECT_EQ(WavefrontOBJ_output(path.c_str(), pos, normals, dense2D<double>(3, 3), tri, quad), -4);
-  EXPECT_EQ(WavefrontOBJ_output(path.c_str(), dense2D<double>(3, 0), dense2D<double>(),
-                                dense2D<double>(), none, none),
-            0);
+  EXPECT_EQ(-1, WavefrontOBJ_output(scratch("no/such/dir.obj").c_str(), none, normals, textures,
+                                    tri, quad));
+  EXPECT_EQ(-2, WavefrontOBJ_output(p, none, normals, textures, tri, quad));
+  EXPECT_EQ(-3, WavefrontOBJ_output(p, pos, dense2D<double>(3, 2), textures, tri, quad));
+  EXPECT_EQ(-4, WavefrontOBJ_output(p, pos, normals, dense2D<double>(3, 3), tri, quad));
+  EXPECT_EQ(0, WavefrontOBJ_output(p, dense2D<double>(3, 0), none, none, no_faces, no_faces));
   EXPECT_EQ(slurp(path), "");
 }
 
 TEST(OBJ, ReadsEveryStatementForm) {
   obj r;
-  ASSERT_EQ(r.read("# comment\nmtllib x.mtl\n\n v 0 0 0\nv 1 0 0 7 trailing\nv 1 1 0\nv 0 1 0\n"
-                   "vt 0.5\nvt 0.5 0.5\nvt 0.25 # note\nvn 0 0 1\ng group\nV 9 9 9\n"
-                   "f 1 2 3\nf 1/1 2/2 3/3 4/4\nf 1//1 2//1 3//1\nf 4/1/1 3/1/1 2/1/1\n"
-                   "f 0 1 2\nf -3 -2 -1\nf 1 2 3 4 1\nf 1\nf\t1   2 3\r\nf 1 2 3"),
-            0);
-  EXPECT_EQ(r.pos.cols(), 4u);
-  EXPECT_EQ(r.pos(0, 1), 1.0);
-  EXPECT_EQ(r.textures.rows() * 10 + r.textures.cols(), 12u);  // the 2-number line skipped
-  EXPECT_EQ(r.textures(0, 1), 0.25);
-  EXPECT_EQ(r.normals.cols(), 1u);
-  EXPECT_EQ(cols(r.tri), "0 1 2;0 1 2;3 2 1;4 0 1;-4 -3 -2;0 1 2;");
-  EXPECT_EQ(cols(r.quad), "0 1 2 3;");
+  ASSERT_EQ(
+      0, r.read_text("# comment\nmtllib x.mtl\n\n v 0 0 0\nv 1 0 0 7 trailing\nv 1 1 0\nv 0 1 0\n"
+                     "vt 0.5\nvt 0.5 0.5\nvt 0.25 # note\nvn 0 0 1\ng group\nV 9 9 9\n"
+                     "f 1 2 3\nf 1/1 2/2 3/3 4/4\nf 1//1 2//1 3//1\nf 4/1/1 3/1/1 2/1/1\n"
+                     "f 0 1 2\nf -3 -2 -1\nf 1 2 3 4 1\nf 1\nf\t1   2 3\r\nf 1 2 3"));
+  EXPECT_EQ(shaped(r.pos), (std::vector<double>{3, 4, 0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}));
+  EXPECT_EQ(shaped(r.textures), (std::vector<double>{1, 2, 0.5, 0.25}));  // 2 numbers: skipped
+  EXPECT_EQ(shaped(r.normals), (std::vector<double>{3, 1, 0, 0, 1}));
+  // Index 0 is the next node; negative ones wrap around; the last line,
+  // without its end, is no face.
+  EXPECT_EQ(flat(r.tri), (std::vector<unsigned>{0, 1, 2, 0, 1, 2, 3, 2, 1, 4, 0, 1, 0u - 4, 0u - 3,
+                                                0u - 2, 0, 1, 2}));
+  EXPECT_EQ(shaped(r.quad), (std::vector<unsigned>{4, 1, 0, 1, 2, 3}));
 
-  struct {
-    const char* text;
-    unsigned nodes;
-  } failures[] = {
+  const std::pair<const char*, unsigned> failures[] = {
       {"v 1 2 3\nv\nv 4 5 6\n", 1},         // bare keyword
       {"v 1 2 3\nv 1 2\n", 1},              // too few numbers
       {"v 1 2 3\nv 1 2 inf\n", 1},          // not a number a stream reads
@@ -102,21 +77,21 @@ TEST(OBJ, ReadsEveryStatementForm) {
       {"v 1 2 3\nf 1/1 1/1 1/1\n", 1},      // texture numbers before any "vt"
       {"v 1 2 3\nf 1 1 1x\n", 1},           // a bad character after a number
       {"f 1//1 1//1 1//1\nvn 0 0 1\n", 0},  // "vn" after the face that uses it
+      {nullptr, 0},                         // no file
   };
-  for (const auto& f : failures) {
-    EXPECT_EQ(r.read(f.text), -1) << f.text;
-    EXPECT_EQ(r.pos.cols(), f.nodes) << f.text;
-  }
-  EXPECT_EQ(WavefrontOBJ_input(scratch("no/such/dir.obj").c_str(), r.pos, r.normals, r.textures,
-                               r.tri, r.quad),
-            -1);
-  EXPECT_EQ(r.read("o nothing\n"), 0);
+  for (const auto& [text, nodes] : failures)
+    EXPECT_EQ(
+        results({-1, nodes}),
+        results({text ? r.read_text(text) : r.read(scratch("no/such/dir.obj")), r.pos.cols()}))
+        << text;
+  EXPECT_EQ(0, r.read_text("o nothing\n"));
   EXPECT_TRUE(r.pos.empty() && r.tri.empty() && r.textures.empty());
 
   std::string big = "v 0 0 0\nv 1 0 0\nv 0 1 0\nvn 0 0 1\nvt 0 0\n";
   for (int k = 0; k < 300; ++k) big += "f 1/1/1 2/1/1 3/1/1\nf 1 2 3 1\n";
-  qz4test::expect_ok_or_out_of_memory([&](unsigned) {
-    const int s = r.read(big, "big.obj");
+  const std::string path = spit("big.obj", big);
+  expect_ok_or_out_of_memory([&] {
+    const int s = r.read(path);
     EXPECT_TRUE(s != 0 || r.tri.cols() + r.quad.cols() == 600);
     return s;
   });

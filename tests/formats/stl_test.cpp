@@ -1,21 +1,11 @@
 // STL: exact files written, hand-written files read, welding on both sides
 // of its tolerance, files cut short, statuses, out-of-memory paths.
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <string>
-#include <vector>
+#include <tuple>
 
-#include "alloc_seam.h"
-#include "arrays.h"
 #include "files.h"
-#include "qz4/tessellix/formats.h"
 #include "structured_mesh.h"
-
-using namespace qz4;
-using namespace qz4::tessellix;
-using namespace qz4test;
 
 namespace {
 
@@ -51,57 +41,54 @@ struct surface {
 }  // namespace
 
 TEST(STL, WritesExactTextAndBinaryAndStatusesInOrder) {
-  const dense2D<double> pos = mat(2, std::vector<double>{0, 0, 2, 0, 0, 2, 0, 0});
+  const dense2D<double> pos = points(2, {0, 0, 2, 0, 0, 2, 0, 0});
   const dense2D<unsigned> t = mat(3, {0, 1, 2, 0, 3, 1});  // the second is degenerate
   const std::string path = scratch("exact.stl"), z = "0.000000e+00", two = "2.000000e+00";
   const std::string v0 = z + " " + z + " " + z, v1 = two + " " + z + " " + z;
-  ASSERT_EQ(STL_output(path.c_str(), pos, t, true), 0);
+  const char* p = path.c_str();
+  ASSERT_EQ(0, STL_output(p, pos, t, true));
   EXPECT_EQ(slurp(path), "solid QZ4\n" +
                              facet(z + " " + z + " 1.000000e+00", v0, v1, z + " " + two + " " + z) +
                              facet(v0, v0, v0, v1) + "endsolid QZ4\n");
-  ASSERT_EQ(STL_output(path.c_str(), pos, t, false), 0);
-  EXPECT_EQ(
-      slurp(path),
-      binary(std::string("QZ4 STL Binary"), 2,
-             {0, 0, 1, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0}, false));
-  ASSERT_EQ(STL_output(path.c_str(), mat(3, std::vector<double>{0, 0, 0, 1, 0, 0, 0, 0, 1}),
-                       mat(3, {0, 1, 2}), false),
-            0);
-  EXPECT_EQ(slurp(path), binary("QZ4 STL Binary", 1, {0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}, false));
-  ASSERT_EQ(STL_output(path.c_str(), pos, dense2D<unsigned>(), true), 0);
+  // A normal off the plane, then a degenerate triangle's zero normal.
+  ASSERT_EQ(
+      0, STL_output(p, points(3, {0, 0, 0, 1, 0, 0, 0, 0, 1}), mat(3, {0, 1, 2, 0, 0, 1}), false));
+  EXPECT_EQ(slurp(path), binary("QZ4 STL Binary", 2, {0, -1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1,
+                                                      0, 0,  0, 0, 0, 0, 0, 0, 0, 1, 0, 0},
+                                false));
+  ASSERT_EQ(0, STL_output(p, pos, dense2D<unsigned>(), true));
   EXPECT_EQ(slurp(path), "solid QZ4\nendsolid QZ4\n");
 
   const std::string bad = scratch("no/such/dir.stl");
-  EXPECT_EQ(STL_output(bad.c_str(), dense2D<double>(4, 3), mat(3, {0, 1, 7}), true), -1);
-  EXPECT_EQ(STL_output(path.c_str(), dense2D<double>(4, 3), mat(3, {0, 1, 7}), true), -2);
-  EXPECT_EQ(STL_output(path.c_str(), pos, mat(3, {0, 1, 4}), false), -3);
+  EXPECT_EQ(-1, STL_output(bad.c_str(), dense2D<double>(4, 3), mat(3, {0, 1, 7}), true));
+  EXPECT_EQ(-2, STL_output(p, dense2D<double>(4, 3), mat(3, {0, 1, 7}), true));
+  EXPECT_EQ(-3, STL_output(p, pos, mat(3, {0, 1, 4}), false));
   EXPECT_EQ(slurp(path), "");  // created, nothing written
-  EXPECT_EQ(STL_output(path.c_str(), pos, dense2D<unsigned>(2, 1, 0u), false), -3);
-  for (bool text : {true, false}) EXPECT_EQ(STL_output("/dev/full", pos, t, text), -1);
+  EXPECT_EQ(-3, STL_output(p, pos, dense2D<unsigned>(2, 1, 0u), false));
+  for (bool text : {true, false}) EXPECT_EQ(-1, STL_output("/dev/full", pos, t, text));
 
   surface s;
   s.p.resize(3, 1, 1.0);
-  EXPECT_EQ(STL_input(bad.c_str(), s.p, s.t, true), -1);
+  EXPECT_EQ(-1, STL_input(bad.c_str(), s.p, s.t, true));
   EXPECT_TRUE(s.p.empty());  // emptied before the open
-  EXPECT_EQ(s.read("", true), -1);
-  EXPECT_EQ(s.read(std::string(83, 'x'), false), -1);
-  EXPECT_EQ(s.read("solid x", true), 0);
-  EXPECT_EQ(s.read(binary("", 0x80000000u, {1, 2, 3, 4, 5, 6, 7, 8, 9}), false), 0);
-  EXPECT_EQ(s.p.cols(), 0u);
+  EXPECT_EQ(-1, s.read("", true));
+  EXPECT_EQ(-1, s.read(std::string(83, 'x'), false));
+  EXPECT_EQ(0, s.read("solid x", true));
+  EXPECT_EQ(0, s.read(binary("", 0x80000000u, {1, 2, 3, 4, 5, 6, 7, 8, 9}), false));
+  EXPECT_EQ(0u, s.p.cols());
 }
 
 // Two triangles sharing an edge, written with three fresh vertices each and
 // read in whatever layout the reader tolerates, weld into four nodes.
 TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
   surface s;
-  ASSERT_EQ(s.read("anything at all\nfacet normal 0 0 1\nouter loop whatever\n vertex 0 0 0\n"
-                   "vertex 1 0 0  vertex 0 1 0\nendloop\nendfacet\n"
-                   "  facet  normal 0 0 1\r\n outer loop\r\n vertex 1 0 0\r\n vertex +1 1 0\r\n"
-                   " vertex 0 1.0000001 0\r\n endloop\r\n endfacet\r\nendsolid\nsolid second\n" +
-                       facet("0 0 1", "5 5 5", "6 5 5", "5 6 5"),
-                   true),
-            2);
-  EXPECT_EQ(s.p.rows() * 10 + s.p.cols(), 34u);
+  ASSERT_EQ(2, s.read("anything at all\nfacet normal 0 0 1\nouter loop whatever\n vertex 0 0 0\n"
+                      "vertex 1 0 0  vertex 0 1 0\nendloop\nendfacet\n"
+                      "  facet  normal 0 0 1\r\n outer loop\r\n vertex 1 0 0\r\n vertex +1 1 0\r\n"
+                      " vertex 0 1.0000001 0\r\n endloop\r\n endfacet\r\nendsolid\nsolid second\n" +
+                          facet("0 0 1", "5 5 5", "6 5 5", "5 6 5"),
+                      true));
+  EXPECT_EQ(34u, s.p.rows() * 10 + s.p.cols());
   EXPECT_EQ(s.t(0, 1), s.t(1, 0));
   EXPECT_EQ(s.t(2, 1), s.t(2, 0));
 
@@ -109,12 +96,7 @@ TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
   // (1/sqrt(2)) apart welds or not; degenerate triangles only: no weld; a
   // degenerate one among good ones collapses and goes; a cut record leaves
   // its stray vertex only when no weld ran.
-  const struct {
-    std::vector<float> v;
-    unsigned cut;
-    int status;
-    unsigned nodes;
-  } bin[] = {
+  const std::tuple<std::vector<float>, unsigned, int, unsigned> bin[] = {
       {{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0, 0, 1, 1, 0, 0, 1.03f, 0}, 0, 2, 4},
       {{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0, 0, 1, 1, 0, 0, 1.04f, 0}, 0, 2, 5},
       {{0, 0, 0, 1, 0, 0, 2, 0, 0, 0, 0, 0, 1, 0, 0, 2, 0, 0}, 0, 2, 6},
@@ -122,20 +104,16 @@ TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
       {{0, 0, 0, 1, 0, 0, 0, 1, 0, 7, 7, 7, 8, 8, 8, 9, 9, 9}, 20, 1, 3},
       {{0, 0, 0, 1, 0, 0, 2, 0, 0, 7, 7, 7}, 0, 1, 4},
   };
-  for (const auto& c : bin) {
-    EXPECT_EQ(s.read(binary("solid", 2, c.v, true, c.cut), false), c.status) << c.v[16];
-    EXPECT_EQ(s.p.cols(), c.nodes) << c.v[16];
-  }
+  for (const auto& [v, cut, status, nodes] : bin)
+    EXPECT_EQ(results({status, nodes}),
+              results({s.read(binary("solid", 2, v, true, cut), false), s.p.cols()}))
+        << ::testing::PrintToString(v);
 
   // Text cut short or off its form: the whole facets before stay.
   const std::string good = facet("0 0 1", "0 0 0", "1 0 0", "0 1 0"),
                     flat = facet("0 0 0", "0 0 0", "1 0 0", "2 0 0");
   const std::string broken = "facet normal 0 0 1\nouter loop\nvertex 7 7 7\nvertex 8 8 8\n";
-  const struct {
-    std::string text;
-    int status;
-    unsigned nodes;
-  } cut[] = {
+  const std::tuple<std::string, int, unsigned> cut[] = {
       {good + broken + "endloop\nendfacet\n", 1, 3},
       {flat + broken + "vertex 9 9 9\nendloop\n", 1, 6},
       {flat + broken + "vertex 9 9\nendloop\nendfacet\n", 1, 5},
@@ -145,10 +123,10 @@ TEST(STL, ReadsTolerantTextAndWeldsWithinTolerance) {
       {flat + "facet normal 0 x 1\n" + good, 1, 3},
       {flat.substr(0, flat.size() - 13), 0, 3},
   };
-  for (const auto& c : cut) {
-    EXPECT_EQ(s.read("solid\n" + c.text, true), c.status) << c.text;
-    EXPECT_EQ(s.p.cols() * 10 + s.t.cols(), c.nodes * 10 + c.status) << c.text;
-  }
+  for (const auto& [text, status, nodes] : cut)
+    EXPECT_EQ(results({status, nodes, status}),
+              results({s.read("solid\n" + text, true), s.p.cols(), s.t.cols()}))
+        << text;
 }
 
 TEST(STL, RoundTripsAClosedSurfaceAndReportsExhaustedMemory) {
@@ -156,24 +134,22 @@ TEST(STL, RoundTripsAClosedSurfaceAndReportsExhaustedMemory) {
   support::shuffle(m, 9);
   for (bool text : {false, true}) {
     const std::string path = scratch(text ? "box.stla" : "box.stlb");
-    ASSERT_EQ(STL_output(path.c_str(), m.pos, m.conn, text), 0);
+    ASSERT_EQ(0, STL_output(path.c_str(), m.pos, m.conn, text));
     surface s;
     ASSERT_EQ(STL_input(path.c_str(), s.p, s.t, text), int(m.conn.cols()));
-    EXPECT_EQ(s.p.cols(), m.pos.cols());
-    // The same triangles on new numbers: each node read stands for one
-    // original node everywhere, at its place within the file's precision.
-    std::vector<unsigned> original(s.p.cols(), NO_ID);
-    for (unsigned e = 0; e < s.t.cols(); ++e)
-      for (unsigned k = 0; k < 3; ++k) {
-        const unsigned a = s.t(k, e), o = m.conn(k, e);
-        ASSERT_LT(a, s.p.cols());
-        if (original[a] == NO_ID) original[a] = o;
-        EXPECT_EQ(original[a], o) << e << " " << k;
-        for (unsigned r = 0; r < 3; ++r)
-          EXPECT_NEAR(s.p(r, a), m.pos(r, o), 1e-6 * (1 + std::abs(m.pos(r, o))));
+    ASSERT_EQ(m.pos.cols(), s.p.cols());
+    // The same triangles on new numbers: every corner read lies where the
+    // original corner does, within the file's precision. The box's nodes lie
+    // far apart, so each node read stands for one original node.
+    const std::vector<unsigned> corners = flat(s.t);
+    ASSERT_LT(*std::max_element(corners.begin(), corners.end()), s.p.cols());
+    for (unsigned k = 0; k < corners.size(); ++k)
+      for (unsigned r = 0; r < 3; ++r) {
+        const double want = m.pos(r, m.conn(k % 3, k / 3));
+        EXPECT_NEAR(s.p(r, corners[k]), want, 1e-6 * (1 + std::abs(want))) << k;
       }
     expect_ok_or_out_of_memory(
-        [&](unsigned) {
+        [&] {
           const int status = STL_input(path.c_str(), s.p, s.t, text);
           EXPECT_TRUE(status != -199 || (s.p.empty() && s.t.empty()));
           return status;
