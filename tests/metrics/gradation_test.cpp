@@ -2,27 +2,14 @@
 // shuffled grids, statuses in their order.
 #include "measures.h"
 
-using namespace qz4test;
-
-namespace {
-
-const double ln2 = std::log(2.0), e1 = std::exp(1.0) - 1;
+static const double ln2 = std::log(2.0), e1 = std::exp(1.0) - 1;
 
 // Nodes on the x axis of the plane.
-dense2D<double> line(const Vd& x) {
+static dense2D<double> line(const Vd& x) {
   Vd xy;
   for (double v : x) xy.push_back(v), xy.push_back(0);
   return points(2, xy);
 }
-
-// The tensors of the sizes H, one column per node.
-dense2D<double> iso(const dense1D<double>& H, unsigned dim) {
-  dense2D<double> M;
-  dim == 2 ? metrics_iso_to_aniso2d(H, M) : metrics_iso_to_aniso3d(H, M);
-  return M;
-}
-
-}  // namespace
 
 TEST(HShock, WorkedValuesAndStatuses) {
   const dense2D<double> pos = line({0, 1, 5}), bad(5, 3);

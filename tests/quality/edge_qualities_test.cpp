@@ -3,8 +3,6 @@
 // order and the out-of-memory paths.
 #include "measures.h"
 
-using namespace qz4test;
-
 TEST(EdgeLengths, RepeatedEdgesCountEachTimeAndLoopsTwice) {
   // One row of coordinates is enough; node 3 is on no edge. Then every row
   // of pos counts: a 4-row distance.

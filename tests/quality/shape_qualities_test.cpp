@@ -4,8 +4,6 @@
 // and the out-of-memory paths.
 #include "measures.h"
 
-using namespace qz4test;
-
 namespace {
 
 const double r2 = std::sqrt(2.0), r3 = std::sqrt(3.0), h3 = r3 / 2;  // equilateral height
@@ -175,8 +173,8 @@ TEST(ShapeQualities, RangeFormsConcatenateAndFeedTheHistogram) {
            expected = {tets[0], tets[1], 0, 0, rect_2x1};
   dense1D<double> all;
   misc::histogram h;
-  ASSERT_EQ(shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), all) +
-                shape_qualities(pos, parts, parts + 3, ints({ET_TETRA4, ET_TETRA10, ET_HEXA8}), h),
+  ASSERT_EQ(shape_qualities(pos, parts, parts + 3, vec(Vi{ET_TETRA4, ET_TETRA10, ET_HEXA8}), all) +
+                shape_qualities(pos, parts, parts + 3, vec(Vi{ET_TETRA4, ET_TETRA10, ET_HEXA8}), h),
             0);
   EXPECT_TRUE(Near(std_of(all), expected, 1e-15));
   EXPECT_TRUE(tets[0] > 0 && tets[1] > 0 && tets[0] != tets[1]);
@@ -199,7 +197,7 @@ TEST(ShapeQualities, StatusesInTheirOrder) {
     return s == r && q.size() + h.count() == 0 ? s : 99;
   };
   auto R = [&](int first, int last, int flag1) {
-    const dense1D<int> flags = ints({ET_TETRA4, flag1, ET_HEXA20});
+    const dense1D<int> flags = vec(Vi{ET_TETRA4, flag1, ET_HEXA20});
     q.resize(3, 5.0);
     const int s = shape_qualities(pos, group + first, group + last, flags, q),
               r = shape_qualities(pos, group + first, group + last, flags, h);
