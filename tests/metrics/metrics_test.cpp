@@ -3,12 +3,6 @@
 // hand-derived values at the branch points.
 #include "measures.h"
 
-using namespace qz4test;
-
-namespace {
-
-const double nan = std::nan("");
-
 template <unsigned N>
 symmetric_fixed<double, N> random_spd(std::mt19937& g) {
   std::uniform_real_distribution<double> u(-1, 1);
@@ -23,31 +17,45 @@ symmetric_fixed<double, N> random_spd(std::mt19937& g) {
   return M;
 }
 
+// Random pairs (A, B): B from its eigen pairs; B bounded not at all (bit for
+// bit), with crossed bounds (the largest size wins) and by a clamp of its
+// eigenvalues; q' B q = D q' A q for the unit columns q of the generalised
+// pairs; the minimum holds both unit balls, the maximum lies in both.
 template <unsigned N>
-void check_decompositions() {
+void check_random_pairs() {
+  typedef symmetric_fixed<double, N> S;
   std::mt19937 g(N);
-  vector_fixed<double, N> D, D0;
+  std::uniform_real_distribution<double> u(-1, 1);
+  vector_fixed<double, N> D, D0, q;
   matrix_fixed<double, N, N> Q;
-  symmetric_fixed<double, N> A, B, C, I;
+  S A, B, C, I, R, lo, hi;
   metric_iso_to_aniso(1, I);
   for (int t = 0; t < 200; ++t) {
-    const symmetric_fixed<double, N> A = random_spd<N>(g), B = random_spd<N>(g);
-    symmetric_fixed<double, N> R;
-    ASSERT_TRUE(eigen_pairs(B, D, Q) && is_valid_metric(B));
+    const S A = random_spd<N>(g), B = random_spd<N>(g);
+    S none = B, crossed = B, clamped = B;
+    bound_metric(none, 0, 0), bound_metric(crossed, 2, 1), bound_metric(clamped, 0.8, 1.5);
+    ASSERT_TRUE(eigen_pairs(clamped, D0, Q) && eigen_pairs(B, D, Q) && is_valid_metric(B));
     metric_from_eigen_pairs(D, Q, R);
-    EXPECT_TRUE(Near(V(R), V(B), 1e-12));
+    EXPECT_TRUE(Near(join(V(R), V(crossed)), join(V(B), V(I)), 1e-12) && V(none) == V(B));
     EXPECT_TRUE(std::is_sorted(D.v, D.v + N));
-    // Generalised: q' B q = D q' A q for unit columns q.
+    for (unsigned k = 0; k < N; ++k)
+      EXPECT_NEAR(D0[k], std::fmin(std::fmax(D[k], 1 / 2.25), 1 / 0.64), 1e-12);
     ASSERT_TRUE(eigen_pairs(A, B, D, Q));
     for (unsigned k = 0; k < N; ++k) {
-      vector_fixed<double, N> q;
       for (unsigned i = 0; i < N; ++i) q[i] = Q(i, k);
       EXPECT_TRUE(
           Near({metric_norm2(B, q), metric_norm2(I, q)}, {D[k] * metric_norm2(A, q), 1}, 1e-12));
     }
+    minimum_metric(A, B, lo), maximum_metric(A, B, hi);
+    for (int k = 0; k < 20; ++k) {
+      for (auto& x : q.v) x = u(g);
+      const double a = metric_norm2(A, q), b = metric_norm2(B, q);
+      EXPECT_TRUE(metric_norm2(lo, q) >= std::fmax(a, b) * (1 - 1e-9) &&
+                  metric_norm2(hi, q) <= std::fmin(a, b) * (1 + 1e-9));
+    }
   }
   // A11 = 0 (B not looked at), a negative last pivot: D and Q untouched.
-  Q = 7.0, D0 = D, A = 0.0, B = nan, C = I, C(N - 1, N - 1) = -1;
+  A = 0.0, B = NAN, Q = 7.0, D0 = D, C = I, C(N - 1, N - 1) = -1;
   EXPECT_FALSE(eigen_pairs(A, B, D, Q) || eigen_pairs(C, I, D, Q));
   EXPECT_EQ(join(V(Q), V(D)), join(Vd(N * N, 7.0), V(D0)));
   B = 0.0;  // the zero tensor is the one B the 3D factorisation lets through
@@ -58,9 +66,9 @@ void check_decompositions() {
   EXPECT_EQ(D[0], N == 2 ? -2.0 : 0.0);
 }
 
-TEST(MetricEigen, DecompositionsSolveTheirEquationsAndRefuseBadFactors) {
-  check_decompositions<2>();
-  check_decompositions<3>();
+TEST(MetricEigen, RandomPairsSolveTheirEquationsBoundsAndIntersections) {
+  check_random_pairs<2>();
+  check_random_pairs<3>();
 }
 
 TEST(Metric2, ClosedFormValuesVectorsAndSigns) {
@@ -69,20 +77,18 @@ TEST(Metric2, ClosedFormValuesVectorsAndSigns) {
   const double cases[][7] = {{3, 3, 0, 3, 3, 1, 0},  {0, 0, 0, 0, 0, 1, 0},
                              {1, 4, 0, 1, 4, -1, 0}, {4, 1, 0, 1, 4, 0, -1},
                              {2, 2, 1, 1, 3, s, -s}, {1, 1, -3, -2, 4, t, t}};
+  double l1, l2, m1, m2;
+  vector_fixed<double, 2> u, v;
   for (const auto& c : cases) {
-    double l1, l2;
-    vector_fixed<double, 2> u, v;
     ASSERT_TRUE(sym2_eigen_pairs(c[0], c[1], c[2], l1, l2, u, v));
     EXPECT_EQ(Vd({l1, l2, v[0], v[1]}), Vd({c[3], c[4], -u[1], u[0]}));
-    EXPECT_TRUE(Near(V(u), {c[5], c[6]}, 1e-15));
-    EXPECT_NE(std::signbit(v[0]), std::signbit(u[1]));
+    EXPECT_TRUE(Near(V(u), {c[5], c[6]}, 1e-15) && std::signbit(v[0]) != std::signbit(u[1]));
   }
   // The small eigenvalue comes from the determinant, not the subtraction,
   // whichever it is; a non-number fails, writes the values, leaves the vectors.
-  double l1, l2, m1, m2;
-  vector_fixed<double, 2> u = {5, 5}, v = u;
+  u = 5.0, v = 5.0;
   EXPECT_EQ(Vi({sym2_eigen_values(1, 1e-14, 0, l1, l2), sym2_eigen_values(-1, 1e-14, 0, m1, m2),
-                sym2_eigen_pairs(nan, 1, 0, u[1], v[1], u, v)}),
+                sym2_eigen_pairs(NAN, 1, 0, u[1], v[1], u, v)}),
             Vi({1, 1, 0}));
   EXPECT_TRUE(l1 == 1e-14 / l2 && m2 == -1e-14 / m1 && u[0] == 5 && std::isnan(u[1]));
 }
@@ -90,27 +96,23 @@ TEST(Metric2, ClosedFormValuesVectorsAndSigns) {
 TEST(MetricValidity, TensorsAndFields) {
   // Zero, singular, indefinite, a non-number, and the one valid: tiny yet
   // above 0 with no tolerance.
-  const double t2[][3] = {{0, 0, 0}, {1, 1, 1}, {1, 2, 1}, {nan, 0, 1}, {1e-300, 0, 1e-300}};
-  const double t3[][6] = {{0, 0, 0, 0, 0, 0},
-                          {1, 0, 1, 0, 0, 0},
-                          {1, 0, -1, 0, 0, 1},
-                          {nan, 0, 1, 0, 0, 1},
-                          {1e-300, 0, 1e-300, 0, 0, 1e-300}};
+  const metric2 t2[] = {
+      {{0, 0, 0}}, {{1, 1, 1}}, {{1, 2, 1}}, {{NAN, 0, 1}}, {{1e-300, 0, 1e-300}}};
+  const metric3 t3[] = {{{0, 0, 0, 0, 0, 0}},
+                        {{1, 0, 1, 0, 0, 0}},
+                        {{1, 0, -1, 0, 0, 1}},
+                        {{NAN, 0, 1, 0, 0, 1}},
+                        {{1e-300, 0, 1e-300, 0, 0, 1e-300}}};
   for (unsigned i = 0; i < 5; ++i)
-    EXPECT_EQ(
-        is_valid_metric(metric2{{t2[i][0], t2[i][1], t2[i][2]}}) +
-            is_valid_metric(metric3{{t3[i][0], t3[i][1], t3[i][2], t3[i][3], t3[i][4], t3[i][5]}}),
-        2 * (i == 4))
-        << i;
+    EXPECT_EQ(is_valid_metric(t2[i]) + is_valid_metric(t3[i]), 2 * (i == 4)) << i;
   dense1D<double> H(3, 1.0);
-  dense2D<double> M(6, 3, 0.0);
-  for (unsigned j = 0; j < 3; ++j) M(0, j) = M(2, j) = M(5, j) = 1;
-  const dense1D<unsigned> none, idx(1, 2u), past(1, 3u), one(1, 1u);
+  dense2D<double> M = iso(H, 3);
+  const dense1D<unsigned> none, idx = vec({2}), past = vec({3}), one = vec({1});
   EXPECT_TRUE(are_valid_metrics(H) && are_valid_metrics(none, dense1D<double>()) &&
               are_valid_metrics(M) && are_valid_metrics(idx, M) &&
               are_valid_metrics(dense2D<double>(3, 0)) &&
               are_valid_metrics(none, dense2D<double>()));
-  for (double bad : {0.0, -1.0, nan, double(INFINITY)})
+  for (double bad : Vd{0, -1, NAN, INFINITY})
     EXPECT_FALSE((H[2] = bad, are_valid_metrics(H)) || are_valid_metrics(idx, H));
   M(2, 1) = 0;
   EXPECT_TRUE(are_valid_metrics(idx, M));
@@ -119,27 +121,14 @@ TEST(MetricValidity, TensorsAndFields) {
                are_valid_metrics(past, M) || are_valid_metrics(one, M));
 }
 
-TEST(MetricBounds, ClampEigenvaluesKeepVectors) {
-  std::mt19937 g(5);
-  for (int t = 0; t < 50; ++t) {
-    const metric3 M = random_spd<3>(g);
-    metric3 B = M, C = M, E = M;
-    // No bound (bit for bit); crossed (the largest size wins); a clamp.
-    bound_metric(B, 0, 0), bound_metric(C, 2, 1), bound_metric(E, 0.8, 1.5);
-    EXPECT_TRUE(Near(join(V(B), V(C)), join(V(M), {1, 0, 1, 0, 0, 1}), 1e-12) && V(B) == V(M));
-    vector_fixed<double, 3> D0, D;
-    sym3_eigen_values(M, D0), sym3_eigen_values(E, D);
-    for (unsigned k = 0; k < 3; ++k)
-      EXPECT_NEAR(D[k], std::fmin(std::fmax(D0[k], 1 / 2.25), 1 / 0.64), 1e-12);
-  }
+TEST(MetricBounds, SignsNonNumbersAndFields) {
   // A negative eigenvalue rises to 0; what cannot be decomposed takes the
   // largest size.
-  metric2 m = {{-1, 0, 4}}, n = {{nan, 0, 1}};
+  metric2 m = {{-1, 0, 4}}, n = {{NAN, 0, 1}};
   bound_metric(m, 0, 0), bound_metric(n, 1, 2);
   EXPECT_EQ(join(V(m), V(n)), Vd({0, 0, 4, 0.25, 0, 0.25}));
-  dense2D<double> F(4, 2, 1.0), empty(4, 0), G(3, 2, 0.0);
-  dense1D<double> H = sizes({1, nan, 0.5});
-  G(0, 1) = G(2, 1) = 100;
+  dense2D<double> F(4, 2, 1.0), empty(4, 0), G = mat(3, Vd{0, 0, 0, 100, 0, 100});
+  dense1D<double> H = sizes({1, NAN, 0.5});
   // One negative bound: the other still acts. For sizes, h_max is taken at
   // its word and non-numbers stay.
   EXPECT_EQ(Vi({bound_metrics(F, 1, 2), bound_metrics(F, -1, -1), bound_metrics(empty, 1, 2),
@@ -150,18 +139,18 @@ TEST(MetricBounds, ClampEigenvaluesKeepVectors) {
 }
 
 TEST(MetricRepair, FromSizesAndTensors) {
-  dense1D<double> H = sizes({-1, INFINITY, 0, -5}), ref = sizes({2, 2, nan});
+  dense1D<double> H = sizes({-1, INFINITY, 0, -5}), ref = sizes({2, 2, NAN});
   EXPECT_EQ(overwrite_invalid_metrics(H, ref), 0);
   EXPECT_EQ(std_of(H), Vd({2, INFINITY, 0, -5}));  // -5 past the reference
-  dense2D<double> M(6, 2, 0.0), R3(3, 2, 1.0), R6(6, 2, 0.0), bad(4, 2, 0.0), empty(4, 0);
-  M(0, 1) = M(2, 1) = M(5, 1) = 9, R6(0, 0) = R6(2, 0) = R6(5, 0) = 3;
+  dense2D<double> M = iso(sizes({0, 0.5}), 3), R6 = iso(sizes({0.25, 0}), 3), R3(3, 2, 1.0),
+                  bad(4, 2, 0.0), empty(4, 0);
   auto O = [](dense2D<double>& m, const auto& r) { return overwrite_invalid_metrics(m, r); };
   EXPECT_EQ(Vi({O(M, R3), O(R6, dense2D<double>(4, 1)), O(bad, R3), O(bad, ref), O(empty, R3),
                 O(empty, ref), int(M(0, 0)), O(M, R6), int(M(0, 0) * 10 + M(0, 1))}),
-            Vi({-2, -2, -1, -1, 0, 0, 0, 0, 39}));
+            Vi({-2, -2, -1, -1, 0, 0, 0, 0, 164}));
   M(5, 0) = 0;
   EXPECT_EQ(O(M, ref), 0);  // a valid tensor stays, whatever the reference
-  EXPECT_EQ(flat(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 9, 0, 9, 0, 0, 9}));
+  EXPECT_EQ(flat(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 4, 0, 4, 0, 0, 4}));
   M(0, 1) = 0, R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;  // the repair walks every column
   EXPECT_EQ(O(M, R6) + M(0, 1), 5.0);
 }
@@ -196,7 +185,7 @@ TEST(EdgeMeasures, LogMeanAndLengths) {
 }
 
 TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
-  metric3 A, B, lo, hi;
+  metric3 A, B, lo;
   metric_iso_to_aniso(2, A), metric_iso_to_aniso(0.5, B);
   minimum_metric(A, B, lo), maximum_metric(A, B, A);  // output over an input
   EXPECT_TRUE(Near(join(V(lo), V(A)), {4, 0, 4, 0, 0, 4, 0.25, 0, 0.25, 0, 0, 0.25}, 1e-14));
@@ -210,19 +199,6 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
             Vi({1, 1, 1, 0}));
   EXPECT_TRUE(Near(V(T), {0.25, 0, 0.25}, 1e-15));
   EXPECT_EQ(join(V(U), V(W)), join(V(I), V(N)));
-  // Random pairs: the minimum holds both unit balls, the maximum is in both.
-  std::mt19937 g(11);
-  std::uniform_real_distribution<double> u(-1, 1);
-  for (int t = 0; t < 200; ++t) {
-    const metric3 P = random_spd<3>(g), R = random_spd<3>(g);
-    minimum_metric(P, R, lo), maximum_metric(P, R, hi);
-    for (int k = 0; k < 20; ++k) {
-      const vector_fixed<double, 3> d = {{u(g), u(g), u(g)}};
-      const double a = metric_norm2(P, d), b = metric_norm2(R, d);
-      EXPECT_TRUE(metric_norm2(lo, d) >= std::fmax(a, b) * (1 - 1e-9) &&
-                  metric_norm2(hi, d) <= std::fmin(a, b) * (1 + 1e-9));
-    }
-  }
   // Frames of two columns, (1, 0, 0) and (0, 2, 0); a 3D tensor seen in one
   // is its upper-left block, scaled.
   const matrix_fixed<double, 3, 2> frame = {{1, 0, 0, 0, 2, 0}};
@@ -231,12 +207,11 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
   metric_iso_to_aniso2d(0, frame, F), metric_iso_to_aniso2d(2, frame, G),
       metric_aniso3d_to_aniso2d(S, frame, K);
   EXPECT_EQ(join(join(V(F), V(G)), V(K)), Vd({0, 0, 0, 0.25, 0, 1, 1, 4, 12}));
-  dense2D<double> out, none, M3(6, 2), frames3(6, 2), frames(6, 2, 0.0), m2;
+  dense2D<double> out, none, m2, M3 = mat(6, join(V(S), Vd{2, 4, 6, 8, 10, 12})),
+                                 frames3 = mat(6, join(V(frame), V(frame))),
+                                 frames = mat(6, Vd{1, 0, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1});
   metrics_iso_to_aniso2d(sizes({1, -1}), out);
   EXPECT_EQ(flat(out), Vd({1, 0, 1, 0, 0, 0}));
-  for (unsigned n = 0; n < 2; ++n)
-    for (unsigned i = 0; i < 6; ++i) M3(i, n) = S[i] * (n + 1), frames3(i, n) = frame[i];
-  frames(0, 0) = frames(4, 0) = frames(1, 1) = frames(5, 1) = 1;
   EXPECT_EQ(
       Vi({metrics_aniso3d_to_aniso2d(none, none, out),
           metrics_aniso3d_to_aniso2d(dense2D<double>(6, 2), frames3.sub_matrix(0, 0, 6, 1), out),
@@ -249,5 +224,3 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
                 out.rows() * 10 + out.cols(),
             30u);
 }
-
-}  // namespace

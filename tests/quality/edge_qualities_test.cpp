@@ -3,21 +3,39 @@
 // order and the out-of-memory paths.
 #include "measures.h"
 
-using namespace qz4test;
-
-TEST(EdgeLengths, RepeatedEdgesCountEachTimeAndLoopsTwice) {
-  // One row of coordinates is enough; node 3 is on no edge. Then every row
-  // of pos counts: a 4-row distance.
+TEST(EdgeLengths, HandCountedStatusesAndExhaustedMemory) {
+  // Repeated edges count each time, loops twice; one row of coordinates is
+  // enough; node 3 is on no edge. Then every row of pos counts: a 4-row
+  // distance.
   dense2D<double> l, l4;
   ASSERT_EQ(edge_lengths(points(1, {0, 1, 3, 10}), conn(2, {{0, 1}, {1, 2}, {1, 0}, {2, 2}}), l) +
                 edge_lengths(points(4, {0, 0, 0, 0, 1, 1, 1, 1}), conn(2, {{0, 1}}), l4),
             0);
   EXPECT_EQ(flat(l), Vd({1, 1, 1, 1, 4.0 / 3, 2, 0, 2.0 / 3, 2, DBL_MAX, 0, 0}));
   EXPECT_EQ(flat(l4), Vd({2, 2, 2, 2, 2, 2}));
+  // No columns: nothing to do, and no matrix of n columns either; every
+  // refusal clears the output.
+  const dense2D<double> pos = points(2, {0, 0, 1, 0, 0, 1});
+  auto L = [&](const dense2D<unsigned>& c) {
+    l.resize(3, 2, 7.0);
+    return 10 * edge_lengths(pos, c, l) + int(l.cols());
+  };
+  EXPECT_EQ(Vi({L(dense2D<unsigned>(2, 0)), L(conn(2, {{0, 3}})), L(conn(2, {{0, NO_ID}})),
+                L(conn(3, {{0, 1, 2}})), L(dense2D<unsigned>(0, 2))}),
+            Vi({0, -20, -20, -20, -20}));
+  const dense2D<unsigned> path = conn(2, {{0, 1}, {1, 2}});
+  EXPECT_EQ(expect_ok_or_out_of_memory([&] {
+              dense2D<double> out;
+              const int s = edge_lengths(pos, path, out);
+              EXPECT_EQ(out.cols(), s == 0 ? 3u : 0u);
+              return s;
+            }),
+            2u);
 }
 
 // Per node: shortest, mean and longest incident edge of the edge set; in a
-// size field, the count and sum of the lengths of the edges with valid ends.
+// size field, the count and sum of the lengths of the edges with valid ends,
+// through sizes, their tensors and the range form.
 TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
   for (support::mesh m : {support::tetra_grid(3, 4, 2), support::tria_grid(5, 3)}) {
     support::shuffle(m, 7);
@@ -31,31 +49,26 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
         len[e] += std::pow(m.pos(i, edges(0, e)) - m.pos(i, edges(1, e)), 2);
       len[e] = std::sqrt(len[e]);
       for (unsigned v : {edges(0, e), edges(1, e)}) {
-        stats[3 * v] = std::min(stats[3 * v], len[e]),
-                  stats[3 * v + 2] = std::max(stats[3 * v + 2], len[e]);
-        stats[3 * v + 1] = (stats[3 * v + 1] * count[v] + len[e]) / (count[v] + 1), ++count[v];
+        double* s = &stats[3 * v];
+        s[0] = std::min(s[0], len[e]), s[2] = std::max(s[2], len[e]);
+        s[1] += (len[e] - s[1]) / ++count[v];
       }
     }
     dense2D<double> lengths;
     ASSERT_EQ(edge_lengths(support::with_gap(m.pos, 1), support::with_gap(edges, 2), lengths), 0);
     EXPECT_TRUE(Near(flat(lengths), stats, 1e-15));
-    EXPECT_EQ(std::count(count.begin(), count.end(), 0.0), 0);
 
     dense1D<double> H(nodes);
     for (unsigned n = 0; n < nodes; ++n) H[n] = 0.05 + 0.3 * std::fabs(std::sin(3.0 * n));
     for (int invalid = 0; invalid < 2; ++invalid) {
-      if (invalid) H[nodes / 2] = H[1] = 0;
+      if (invalid) H[nodes / 2] = H[1] = 0;  // the zero tensor in the tensor field
       unsigned long n = 0;
       double total = 0;
       for (unsigned e = 0; e < edges.cols(); ++e) {
         const double a = H[edges(0, e)], b = H[edges(1, e)];
         if (a > 0 && b > 0) ++n, total += len[e] / (a == b ? a : (a - b) / std::log(a / b));
       }
-      // Tensors of the sizes; a size not above 0 stands as an invalid tensor.
-      dense2D<double> M(dim == 2 ? 3 : 6, nodes, 0.0);
-      for (unsigned k = 0; k < nodes; ++k)
-        for (unsigned d = 0; d < dim; ++d)
-          M(d * (d + 3) / 2, k) = H[k] > 0 ? 1 / (H[k] * H[k]) : -1;
+      const dense2D<double> M = iso(H, dim);
       const dense2D<unsigned> halves[2] = {
           m.conn.sub_matrix(0, 0, m.conn.rows(), 5),
           m.conn.sub_matrix(0, 5, m.conn.rows(), m.conn.cols() - 5)};
@@ -66,32 +79,11 @@ TEST(EdgeQualities, ShuffledGridsAgainstABruteWalkOverTheEdgeSet) {
               edge_qualities(m.pos, m.conn, m.type, M, ht),
               edge_qualities(m.pos, halves, halves + 2, dense1D<int>(2, int(m.type)), M, hr)}),
           Vi({-4 * invalid, -4 * (invalid && dim == 2), -5 * invalid}));
-      for (const misc::histogram* h : {&hs, &ht, &hr}) {
-        EXPECT_EQ(h->count(), n);
-        EXPECT_NEAR(h->mean() * h->count(), total, 1e-9 * total);
-      }
+      for (const misc::histogram* h : {&hs, &ht, &hr})
+        EXPECT_TRUE(
+            Near({double(h->count()), h->mean() * h->count()}, {double(n), total}, 1e-9 * total));
     }
   }
-}
-
-TEST(EdgeLengths, StatusesClearTheOutput) {
-  const dense2D<double> pos = points(2, {0, 0, 1, 0, 0, 1});
-  dense2D<double> l(3, 2, 7.0);
-  // No columns: nothing to do, and no matrix of n columns either.
-  EXPECT_EQ(edge_lengths(pos, dense2D<unsigned>(2, 0), l) + l.cols(), 0u);
-  for (const dense2D<unsigned>& bad :
-       {conn(2, {{0, 3}}), conn(2, {{0, NO_ID}}), conn(3, {{0, 1, 2}}), dense2D<unsigned>(0, 2)}) {
-    l.resize(3, 2, 7.0);
-    EXPECT_EQ(edge_lengths(pos, bad, l) - l.cols(), -2);
-  }
-  const dense2D<unsigned> path = conn(2, {{0, 1}, {1, 2}});
-  EXPECT_EQ(expect_ok_or_out_of_memory([&] {
-              dense2D<double> out;
-              const int s = edge_lengths(pos, path, out);
-              EXPECT_EQ(out.cols(), s == 0 ? 3u : 0u);
-              return s;
-            }),
-            2u);
 }
 
 TEST(EdgeQualities, StatusesInTheirOrder) {
@@ -100,9 +92,8 @@ TEST(EdgeQualities, StatusesInTheirOrder) {
   const dense2D<unsigned> groups[2] = {conn(3, {{0, 1, 2}}), conn(3, {{1, 3, 2}})};
   const dense1D<int> flags(2, int(ET_TRIA3)), one(1, 0), quads(2, int(ET_QUAD4));
   const dense1D<double> H(4, 1.0), shortH(3, 1.0);
-  dense2D<double> flat(2, 4, 0.0);  // too few rows: read three at a time, identities
-  for (unsigned n = 0; n < 4; ++n) flat(0, n) = 1;
-  misc::histogram h, f;
+  const dense2D<double> rows2 = mat(2, Vd{1, 0, 1, 0, 1, 0, 1, 0});  // too few rows for tensors
+  misc::histogram h;
   EXPECT_EQ(Vi({edge_qualities(line, dense2D<unsigned>(3, 0), ET_TRIA3, H, h),
                 edge_qualities(line, two, ET_TRIA3, H, h), edge_qualities(pos, bad, ET_TRIA3, H, h),
                 int(h.count()), edge_qualities(pos, two, ET_TRIA3, H, h), int(h.count())}),
@@ -111,7 +102,7 @@ TEST(EdgeQualities, StatusesInTheirOrder) {
   // Edges on node 3 left out, the rest fed.
   EXPECT_EQ(Vi({edge_qualities(pos, two, ET_TRIA3, shortH, h), int(h.count()),
                 edge_qualities(pos, dense2D<unsigned>(20, 1, 2u), ET_HEXA20, H, h),
-                edge_qualities(pos, two, ET_TRIA3, flat, h),
+                edge_qualities(pos, two, ET_TRIA3, rows2, h),
                 edge_qualities(line, groups, groups, flags, H, h),
                 edge_qualities(line, groups, groups + 2, one, H, h),
                 edge_qualities(pos, groups, groups + 2, one, H, h),
