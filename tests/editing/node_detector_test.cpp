@@ -70,7 +70,13 @@ void check_searches(const dense2D<double>& pos, unsigned closest, unsigned boxes
   ASSERT_EQ(det.size(), pos.cols());
   node_tree<D> ref(&pos);
   insert_one_by_one(ref, upto(pos.cols()));
+  // The transcriptions walk the library's own tree; brute force checks that
+  // the tree holds what it should.
   auto check = [&](const double* q, unsigned skip, unsigned long got) {
+    double best = 1e300;
+    for (unsigned j = 0; j < pos.cols(); ++j)
+      if (j != skip) best = std::min(best, dist2(pos, j, q, D));
+    ASSERT_EQ(got < pos.cols() ? dist2(pos, unsigned(got), q, D) : -1.0, best);
     ASSERT_EQ(got, (reference_closest<D>{ref, q, skip}.run()));
     ASSERT_EQ(ref.find_closest(q, skip), got);
   };
@@ -98,6 +104,14 @@ void check_searches(const dense2D<double>& pos, unsigned closest, unsigned boxes
     V expect = {77};  // appended to, never cleared
     reference_box(ref, 0, 0, lo.data(), hi.data(), expect);
     ASSERT_EQ(box(det, lo, hi, {77}), expect);
+    V brute;
+    for (unsigned j = 0; j < pos.cols(); ++j) {
+      bool in = true;
+      for (unsigned k = 0; k < D; ++k) in = in && lo[k] <= pos(k, j) && pos(k, j) <= hi[k];
+      if (in) brute.push_back(j);
+    }
+    std::sort(expect.begin() + 1, expect.end());
+    ASSERT_EQ(V(expect.begin() + 1, expect.end()), brute);
   }
 }
 
