@@ -198,7 +198,7 @@ void for_each_boundary(const dense2D<unsigned>& connectivity, const boundary_kin
 // key of the nodes: inside a bucket, the entries of one boundary meet there
 // in their order of entry, and those are the only entries pairing links.
 template <unsigned W>
-bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
+void pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind& kind,
                      bool pair_first_two, dense2D<unsigned>& neighbors) {
   const unsigned cols = connectivity.cols();
   const unsigned buckets = bucket_count(std::uint64_t(cols) * kind.factor4 / 4);
@@ -245,7 +245,6 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
 
   unsigned* const nb = neighbors.data();
   const unsigned rows = kind.neighbor_rows;
-  bool non_manifold = false;
   std::size_t size = 16;
   while (size < 2 * std::size_t(largest)) size *= 2;
   const std::size_t mask = size - 1;
@@ -274,19 +273,15 @@ bool pair_boundaries(const dense2D<unsigned>& connectivity, const boundary_kind&
             g.second = x.at;
             nb[a] = element_of(x.at, rows);
             nb[x.at] = element_of(a, rows);
-          } else {
-            non_manifold = true;
-            if (g.sides == 3 && !pair_first_two) {
-              nb[a] = NO_ID;
-              nb[g.second] = NO_ID;
-            }
+          } else if (g.sides == 3 && !pair_first_two) {
+            nb[a] = NO_ID;
+            nb[g.second] = NO_ID;
           }
           break;
         }
       }
     }
   }
-  return non_manifold;
 }
 
 }  // namespace
