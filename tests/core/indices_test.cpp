@@ -168,6 +168,9 @@ TEST(GetIDs, VectorsAndConnectivitiesUpToRotationAndReversal) {
   EXPECT_EQ(std_of(ba), (V{X, X, X, X}));
   EXPECT_EQ(get_IDs(a, mat(3, {1, 2, 3}), ba, ab, true), 0);
   EXPECT_EQ(std_of(ba), (V{0}));
+  // Columns of equal sums share a chain: the second is found behind the first.
+  EXPECT_EQ(get_IDs(mat(3, {1, 2, 3, 0, 2, 4}), mat(3, {4, 0, 2}), ba, ab, false), 0);
+  EXPECT_EQ(std_of(ba), (V{1}));
   // Quadrangles: a rotation matches, a mere permutation does not.
   dense2D<unsigned> qa = mat(4, {1, 2, 3, 4, 7, 8, 9, X});
   EXPECT_EQ(get_IDs(qa, padded_view(mat(4, {3, 4, 1, 2, 1, 3, 2, 4, X, 9, 8, 7})), ba, ab, false),

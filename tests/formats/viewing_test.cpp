@@ -152,6 +152,13 @@ TEST(EnSight, PartsByPosition) {
                   "       2       6       5       4       1       3       2\n"
                   "       1       1       2       3       4       5       6\n"
                   "       2       6       5       4       3       2       1\n"));
+  // Both quadrangles of second order go out as their eight nodes.
+  ASSERT_EQ(0, ensight_output(p, nodes(2, 9), conn(8, {{0, 1, 2, 3, 4, 5, 6, 7}}),
+                              conn(9, {{0, 1, 2, 3, 4, 5, 6, 7, 8}}), ET_QUAD8, ET_QUAD9));
+  const std::string quad8 =
+      "*************\nquad8\n       1\n       1       1       2       3       4"
+      "       5       6       7       8\n";
+  EXPECT_TRUE(has(slurp(path), "part        1\n" + quad8 + "part        2\n" + quad8));
   ASSERT_EQ(0, ensight_output(p, dense2D<double>(3, 0), nullptr, nullptr, no_kinds));
   EXPECT_EQ(slurp(path).substr(95), "       0\n");
 }

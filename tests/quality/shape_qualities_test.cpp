@@ -53,6 +53,7 @@ static const Vd cases[] = {
     {ET_QUAD4, 3, rect_2x1, 0, 0, 0, 2, 0, 0, 2, 1, 0, 0, 1, 0},
     {ET_QUAD4, 3, 0.0, 0, 0, 0, 1, 1, 0, 1, 0, 0, 0, 1, 0},
     {ET_QUAD4, 3, 1 / std::sqrt(6.0), 0, 0, 0, 1, 0, 1, 1, 1, 0, 0, 1, 1},
+    {ET_QUAD4, 3, 0.0, 0, 0, 0, 1, 0, 0, 2, 0, 0, 1, 1, 0},  // a flat corner
     {ET_QUAD4, 4, 1.0, 0, 0, 0, 9, 1, 0, 0, -9, 1, 1, 0, 5, 0, 1, 0, 7},
     {ET_TETRA4, 3, 1.0, 1, 1, 1, 1, -1, -1, -1, 1, -1, -1, -1, 1},
     {ET_TETRA4, 3, -1.0, 1, -1, -1, 1, 1, 1, -1, 1, -1, -1, -1, 1},
@@ -104,6 +105,14 @@ TEST(ShapeQualities, HandBuiltElementsOfEveryKind) {
                           first_nodes(element_nodes[t]), t),
                 Vd(1, rows == 2 && t == ET_QUAD4))
           << rows << t;
+  // A wedge whose thin top face is its worst, and its mirror image with that
+  // face at the bottom: every face counts, whichever end it is.
+  const Vd a = {0, 0, 0, 1, 0, 0, 0.5, h3, 0, 0, 0, 1, 1, 0, 1, 0.5, 0.2, 1};
+  Vd b(a.begin() + 9, a.end());
+  b.insert(b.end(), a.begin(), a.begin() + 9);
+  for (unsigned k = 2; k < 18; k += 3) b[k] = 1 - b[k];
+  EXPECT_TRUE(Near(qualities(points(3, b), first_nodes(6), ET_PENTA6),
+                   qualities(points(3, a), first_nodes(6), ET_PENTA6), 1e-14));
 }
 
 TEST(ShapeQualities, MixedKindsTakeTheMeasureOfEachShape) {
