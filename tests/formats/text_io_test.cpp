@@ -18,7 +18,8 @@ TEST(TextWriter, NumbersAsPrintfWritesThem) {
   std::vector<double> values;
   char list[] =
       "0 -0 1 -1 0.5 9.9999995 9.5 0.95 999999.5 1e300 -1e-300 5e-324 2.2250738585072014e-308 "
-      "1.7976931348623157e308 inf -inf nan -nan 1e21 123456789012";
+      "1.7976931348623157e308 inf -inf nan -nan 1e21 123456789012 999999999999999.9 1e15 "
+      "9.99999999999e-13 99999.99999";
   for (char* p = list; *p;) values.push_back(std::strtod(p, &p));
   for (int e = -12; e <= 12; ++e) values.push_back(std::pow(10.0, e));
   std::mt19937_64 rng(7);
@@ -26,6 +27,7 @@ TEST(TextWriter, NumbersAsPrintfWritesThem) {
     const std::uint64_t bits = rng();
     std::memcpy(&values.emplace_back(), &bits, sizeof bits);
     values.push_back(std::ldexp(double(rng() % 2000001) - 1e6, int(rng() % 80) - 40));
+    values.push_back((double(rng() % 2000001) - 1e6) / double(1 + rng() % 1000));
   }
   const std::string path = scratch("writer.txt");
   std::string expected;
@@ -34,7 +36,7 @@ TEST(TextWriter, NumbersAsPrintfWritesThem) {
     text_writer w(f);
     char buf[2048];
     for (char c : {'e', 'E', 'f', 'g', 'G'})
-      for (int p : {0, 1, 5, 6, 16})
+      for (int p : {0, 1, 5, 6, 9, 10, 16})
         for (double d : values) {
           if (c == 'f' && std::fabs(d) > 1e40) continue;
           const char pattern[] = {'%', '*', '.', '*', c, '|', '\0'};
