@@ -109,4 +109,14 @@ TEST(BlockReader, LinesThenBinaryAcrossRefills) {
   EXPECT_FALSE(r.next_line(line));
   EXPECT_FALSE(r.failed());
   std::fclose(f);
+  // A last line without its end still counts, and says so.
+  f = std::tmpfile();
+  std::fputs("x\ny", f);
+  std::rewind(f);
+  block_reader s(f);
+  std::vector<std::string> two;
+  while (two.size() < 3 && s.next_line(line)) two.emplace_back(line);
+  EXPECT_EQ(two, (std::vector<std::string>{"x", "y"}));
+  EXPECT_TRUE(s.unterminated());
+  std::fclose(f);
 }
