@@ -26,6 +26,9 @@ TEST(HShock, WorkedValuesAndStatuses) {
   EXPECT_EQ(Vi({H_shock(pos, e01, M, s), H_shock(pos, conn(2, {{1, 2}}), sizes({1, 0, 1}), s)}),
             Vi({0, 0}));
   EXPECT_EQ(Vd({s[0], s[2]}), Vd({DBL_MAX, DBL_MAX}));
+  dense1D<double> t;  // two rows hold no tensor of the plane, whatever they say
+  ASSERT_EQ(H_shock(pos, e01, mat(2, Vd{1, 0, 1, 0, 1, 0}), t), 0);
+  EXPECT_EQ(t[0], DBL_MAX);
   EXPECT_EQ(Vi({H_shock(bad, dense2D<unsigned>(2, 0), sizes({1}), s), H_shock(bad, e01, ones, s),
                 H_shock(pos, conn(2, {{0, 3}}), ones, s),
                 H_shock(pos, dense2D<unsigned>(3, 1, 0u), ones, s)}),
