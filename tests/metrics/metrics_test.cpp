@@ -209,7 +209,7 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
   EXPECT_EQ(join(join(V(F), V(G)), V(K)), Vd({0, 0, 0, 0.25, 0, 1, 1, 4, 12}));
   dense2D<double> out, none, m2, M3 = mat(6, join(V(S), Vd{2, 4, 6, 8, 10, 12})),
                                  frames3 = mat(6, join(V(frame), V(frame))),
-                                 frames = mat(6, Vd{1, 0, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1});
+                                 frames = mat(6, Vd{1, 0, 0, 0, 1, 0, 0, 2, 0, 0, 0, 1});
   metrics_iso_to_aniso2d(sizes({1, -1}), out);
   EXPECT_EQ(flat(out), Vd({1, 0, 1, 0, 0, 0}));
   EXPECT_EQ(
@@ -219,7 +219,7 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
           metrics_aniso3d_to_aniso2d(M3, frames3, out),
           metrics_iso_to_aniso2d(sizes({1, 2}), frames, m2)}),
       Vi({-1, -2, -2, 2, 0, 0}));  // M untouched on failure
-  EXPECT_EQ(Vd({out(2, 0), out(2, 1), m2(0, 1), m2(1, 1), m2(2, 1)}), Vd({12, 24, 0.25, 0, 0.25}));
+  EXPECT_EQ(Vd({out(2, 0), out(2, 1), m2(0, 1), m2(1, 1), m2(2, 1)}), Vd({12, 24, 1, 0, 0.25}));
   EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 0), dense2D<double>(6, 0), out) +
                 out.rows() * 10 + out.cols(),
             30u);
