@@ -103,12 +103,14 @@ TEST(Clip, SelectsWholeElementsOnThePositiveSideAndChecksInOrder) {
 
   const P3 zero = {{0, 0, 0}}, tiny = {{1e-13, 0, 0}}, small = {{1e-12, 0, 0}};
   out = mat(2, {3, 3});
-  EXPECT_EQ((std::vector<int>{clip(c.pos, dense2D<unsigned>(), c.point, zero, out),
-                              clip(c.pos, bad, c.point, zero, out),
-                              clip(c.pos, c.conn, c.point, tiny, out),
-                              clip(c.pos, c.conn, c.point, small, out),
-                              clip(c.pos, c.conn, c.point, small, fresh), int(fresh.cols())}),
-            (std::vector<int>{0, -2, -4, -5, 0, 3}));
+  // Statuses in order; nothing beyond a far plane is no failure.
+  EXPECT_EQ((std::vector<int>{
+                clip(c.pos, dense2D<unsigned>(), c.point, zero, out),
+                clip(c.pos, c.conn.sub_matrix(0, 0, 3, 3), P3{{1e9, 0, 0}}, P3{{1, 0, 0}}, back),
+                clip(c.pos, bad, c.point, zero, out), clip(c.pos, c.conn, c.point, tiny, out),
+                clip(c.pos, c.conn, c.point, small, out),
+                clip(c.pos, c.conn, c.point, small, fresh), int(fresh.cols())}),
+            (std::vector<int>{0, 0, -2, -4, -5, 0, 3}));
   EXPECT_EQ(flat(out), (V{3, 3}));
   out_of_memory_on_fresh(
       [] { return clip_case(); },
