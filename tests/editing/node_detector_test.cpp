@@ -169,6 +169,11 @@ TEST(NodeDetector, EmptyFailedAndGrownStates) {
   node_detector fromconn(grid, conn);
   EXPECT_EQ((std::tuple{g.insert(conn), fromconn.size(), fromconn.find_closest(P2{{9, 9}})}),
             std::tuple(2ul, 2ul, 2ul));
+  // A table that cannot grow loses the nodes, which still count.
+  node_detector lost(grid, dense1D<unsigned>());
+  const dense1D<unsigned> three = vec({4, 9, 0});
+  qz4test::failing_allocator seam(1);
+  EXPECT_EQ((std::tuple{lost.insert(three), lost.size()}), std::tuple(3ul, 0ul));
 }
 
 TEST(NodeDetector, ExactHitsSelfMixedDimensionsAndCopies) {
