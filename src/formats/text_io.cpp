@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <climits>
-#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
