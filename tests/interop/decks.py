@@ -40,8 +40,8 @@ points = numpy.array([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [2, 0, 0]], fl
 cells = [("triangle", numpy.array([[1, 4, 2]])), ("quad", numpy.array([[0, 1, 2, 3]]))]
 meshio.write(f"{work}/m_refs.nas", meshio.Mesh(points, cells, cell_data={"nastran:ref": [[7], [8]]}))
 meshio.write(f"{work}/m.nas", meshio.Mesh(points, cells))
-check("meshio deck with properties", ours("read", f"{work}/m_refs.nas"), [0, 6, 2, 2, 2, 5, 3])
-check("meshio deck without properties", ours("read", f"{work}/m.nas")[0], -1)
+check("meshio deck with properties", ours("deck", f"{work}/m_refs.nas"), [0, 6, 2, 2, 2, 5, 3])
+check("meshio deck without properties", ours("deck", f"{work}/m.nas")[0], -1)
 
 gmsh.initialize()
 gmsh.option.setNumber("General.Terminal", 0)
@@ -51,9 +51,9 @@ gmsh.option.setNumber("Mesh.MeshSizeMax", 0.5)
 gmsh.model.mesh.generate(3)
 gmsh.write(f"{work}/g.bdf")
 gmsh.finalize()
-check("gmsh deck (no BEGIN BULK)", ours("read", f"{work}/g.bdf")[0], -1)
+check("gmsh deck (no BEGIN BULK)", ours("deck", f"{work}/g.bdf")[0], -1)
 
-nodes, elements = ours("write", work)
+nodes, elements = ours("decks", work)
 gmsh.initialize()
 gmsh.option.setNumber("General.Terminal", 0)
 gmsh.open(f"{work}/ours.bdf")

@@ -23,7 +23,7 @@ if missing:
     print("SKIPPED: missing " + ", ".join(missing) + "; install the Debian packages named")
     sys.exit(77)
 
-out = subprocess.run([program, "write", work], check=True, capture_output=True, text=True).stdout.split()
+out = subprocess.run([program, "viewing", work], check=True, capture_output=True, text=True).stdout.split()
 nodes, cells = int(out[0]), int(out[1])
 node1 = [float(x) for x in out[2:5]]
 failures = []
