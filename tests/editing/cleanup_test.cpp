@@ -21,15 +21,12 @@ TEST(Simplify, PacksInPlaceRenumbersAndChecksInOrder) {
   EXPECT_EQ((std::tuple{simplify(m.pos, m.conn, map, 0), std_of(map), flat(m.conn), m.pos.cols(),
                         m.pos.data() == other.data()}),
             std::tuple(2, V{0, NO_ID, 1, NO_ID, 2, 3}, V{0, 1, 2, 2, 1, 3}, 4u, true));
-  // Other holders see the packing; rows past the view are not touched.
-  EXPECT_EQ(flat(other.sub_matrix(0, 0, 2, 4)), (Vd{0, 0, 20, 2, 40, 4, 50, 5}));
-  EXPECT_EQ(flat(m.big.sub_matrix(2, 0, 1, 4)), (Vd(4, -5.0)));
+  EXPECT_EQ(flat(m.big.sub_matrix(2, 0, 1, 4)), (Vd(4, -5.0)));  // rows past the view untouched
   // Node 1 stays below min_index; min_index = column count does nothing.
   EXPECT_EQ((std::tuple{simplify(n.pos, n.conn, map, 2), std_of(map), flat(n.conn)}),
             std::tuple(1, V{0, 1, 2, NO_ID, 3, 4}, V{0, 2, 3, 3, 2, 4}));
   EXPECT_EQ((std::tuple{simplify(n.pos, n.conn, map, 5), map.size(), n.pos.cols()}),
             std::tuple(0, 0u, 5u));
-  EXPECT_EQ((std::tuple{simplify(n.pos, n.conn, map, 2), std_of(map)}), std::tuple(0, upto(5)));
   EXPECT_EQ(simplify(n.pos, n.conn, 0), 1);
   // A second connectivity, with padding.
   dense2D<unsigned> second = mat(2, {3, NO_ID});
@@ -57,9 +54,6 @@ TEST(RemoveDegenerated, RepeatsPaddingViewsAndExhaustedMemory) {
   dense1D<unsigned> map;
   EXPECT_EQ((std::tuple{remove_degenerated(c, map, false), std_of(map), flat(c)}),
             std::tuple(2, V{NO_ID, 0, NO_ID, 1}, V{1, 2, 3, 4, 5, 6}));
-  dense2D<unsigned> mixed = mat(4, {5, 6, 7, NO_ID, 5, 6, 5, NO_ID});
-  EXPECT_EQ((std::tuple{remove_degenerated(mixed, map, true), std_of(map)}),
-            std::tuple(1, V{0, NO_ID}));
   const V wedge = {0, 1, 2, 3, 4, 5, NO_ID, NO_ID, 0, 1, 2, 3, 4, 5, 6, 7};
   dense2D<unsigned> w = mat(8, wedge);
   EXPECT_EQ((std::tuple{remove_degenerated(w, map, false), flat(w)}), std::tuple(0, wedge));

@@ -89,8 +89,4 @@ TEST(StructuredMesh, ShuffleIsAFixedRenumbering) {
   EXPECT_EQ(all_columns(a.conn), (id_table{{1, 2, 4}, {2, 5, 4}, {1, 4, 3}, {2, 0, 5}}));
   // Positions moved with their nodes: each triangle keeps its shape.
   for (unsigned e = 0; e < a.conn.cols(); ++e) EXPECT_NEAR(measure(a, e), 0.25, 1e-15);
-  // Views with a gap read as the compact matrix.
-  const dense2D<unsigned> g = support::with_gap(a.conn, 3);
-  EXPECT_EQ(g.ld(), 6u);
-  EXPECT_EQ(all_columns(g), all_columns(a.conn));
 }
