@@ -69,11 +69,13 @@ int main(int argc, char** argv) {
     for (unsigned r = 0; r < conn.rows() && conn.cols(); ++r)
       if (conn(r, 0) != NO_ID) std::printf(" %u", conn(r, 0));
     std::printf("\n");
-  } else {
+  } else if (what == "stl" || what == "obj") {
     s = what == "stl"
             ? STL_input(path.c_str(), pos, conn, argc > 3 && std::string(argv[3]) == "text")
             : WavefrontOBJ_input(path.c_str(), pos, normals, textures, conn, quad);
     if (s >= 0) std::printf("%u %u %u\n", pos.cols(), conn.cols(), quad.cols()), s = 0;
+  } else {
+    return 2;
   }
   return s == 0 ? 0 : 1;
 }
