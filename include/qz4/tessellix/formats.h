@@ -145,6 +145,85 @@ QZ4_API int ensight_output(const char* filename, const dense2D<double>& pos,
                            element_type first_type, element_type second_type);
 
 // ---------------------------------------------------------------------------
+// Reading viewing files: MEDIT meshes and solutions (text and binary) and
+// legacy VTK (ASCII and binary). A reader never trusts a count or an index
+// of the file: counts are checked against what the file can still hold, node
+// numbers against the vertices, and every failure leaves the outputs empty.
+// ---------------------------------------------------------------------------
+
+/// Reads a MEDIT mesh, text (.mesh) or binary (.meshb, versions 1 to 4,
+/// either byte order), told apart by the content, not the name: a binary
+/// file starts with the 32-bit code 1. Sections read: "Vertices",
+/// "Edges", "Triangles", "Quadrilaterals", "Tetrahedra", "Pyramids",
+/// "Prisms", "Hexahedra" and the second-order "EdgesP2", "TrianglesP2",
+/// "QuadrilateralsQ2", "TetrahedraP2", "PrismsP2" (18 nodes), "HexahedraQ2"
+/// (27 nodes), each line ending in a reference; every other keyword is
+/// skipped whole. Elements keep the file's node order; numbers from 1 in the
+/// file are from 0 in the matrices.
+///
+/// In: `filename`. Out, all emptied first: `pos` (the file's dimension, 2 or
+/// 3 rows), `node_references` (one per vertex), `connectivities` (one per
+/// kind present, in the order of the kinds' first sections; sections of the
+/// same kind are joined in file order), `kinds` (the element_type of each),
+/// `references` (one list per connectivity, one entry per element).
+/// Status: 0; -1 when the file cannot be opened; -2 when it is not a MEDIT
+/// mesh (no "MeshVersionFormatted" or binary code, an unknown binary
+/// version, a dimension other than 2 or 3, or an element section before
+/// "Vertices"); -3 when it is cut short or corrupt (a count larger than the
+/// rest of the file can hold, a number that does not read, no "End" in a
+/// text file); -4 when an element names a node outside 1 to the vertex
+/// count; -199 when memory ran out. Every output is empty after a failure.
+QZ4_API int medit_input(const char* filename, dense2D<double>& pos, dense1D<int>& node_references,
+                        dense1D<dense2D<unsigned>>& connectivities, dense1D<int>& kinds,
+                        dense1D<dense1D<int>>& references);
+/// The same without references. Statuses as above.
+QZ4_API int medit_input(const char* filename, dense2D<double>& pos,
+                        dense1D<dense2D<unsigned>>& connectivities, dense1D<int>& kinds);
+
+/// Reads the fields of a MEDIT solution at vertices: the keyword form
+/// ("SolAtVertices", text .sol or binary .solb) or the header form that
+/// medit_scalar, medit_vector and medit_tensor write ("dim fields count
+/// 2"). A field is a matrix of one column per vertex: 1 row for a scalar
+/// (sizes), the dimension's rows for a vector, 3 (2D) or 6 (3D) rows for a
+/// symmetric tensor, in the library's packed order (m11, m12, m22, m13, m23,
+/// m33); the keyword form stores 3D tensors as (m11, m12, m13, m22, m23,
+/// m33) and is converted.
+///
+/// In: `filename`. Out, emptied first: `fields`, `field_kinds` (1 scalar, 2
+/// vector, 3 tensor, MEDIT's own codes). Result: the vertex count, which
+/// the caller compares with its mesh; -1 when the file cannot be opened; -2
+/// when it is no MEDIT solution (no "SolAtVertices" section, a dimension
+/// other than 2 or 3, a field type other than 1, 2 or 3); -3 when it is cut
+/// short or corrupt; -199 when memory ran out. Outputs empty after a failure.
+QZ4_API int medit_solution_input(const char* filename, dense1D<dense2D<double>>& fields,
+                                 dense1D<int>& field_kinds);
+
+/// Reads a legacy VTK file (versions 2.0 to 5.1, ASCII or big-endian
+/// BINARY): a "DATASET UNSTRUCTURED_GRID" (5.1's "OFFSETS" / "CONNECTIVITY"
+/// cell layout included) or "POLYDATA" ("VERTICES", "LINES", "POLYGONS").
+/// Cells become elements of the library's kinds: vertex, line, triangle,
+/// polygon of 3 or 4 corners, quad, pixel, tetra (the last two corners
+/// exchanged back, as vtk_output exchanges them), pyramid, wedge,
+/// hexahedron, voxel, and the quadratic line, triangle, quad, biquadratic
+/// quad, tetra, 18-node wedge, hexahedron and triquadratic hexahedron in the
+/// file's node order. Any other cell (poly-vertex, poly-line, strip, polygon
+/// of more than 4 corners, 15-node wedge, ...) is skipped and counted. Point
+/// and cell data are not read.
+///
+/// In: `filename`. Out, emptied first: `pos` (3 rows), `connectivities` (one
+/// per kind present, in the order of the kinds' first cells, elements in
+/// file order), `kinds`, `skipped` (cells left out).
+/// Status: 0; -1 when the file cannot be opened; -2 when it is not a legacy
+/// VTK file of those datasets (a wrong first line, a format other than
+/// ASCII or BINARY, another dataset); -3 when it is cut short or corrupt (a
+/// count larger than the rest of the file, a number that does not read, a
+/// cell that overruns its list); -4 when a cell names a point beyond the
+/// points; -199 when memory ran out. Outputs empty after a failure.
+QZ4_API int vtk_input(const char* filename, dense2D<double>& pos,
+                      dense1D<dense2D<unsigned>>& connectivities, dense1D<int>& kinds,
+                      unsigned& skipped);
+
+// ---------------------------------------------------------------------------
 // STL: triangulated surfaces, text or binary as the caller says (a file is
 // never inspected to tell). A file stores each triangle with three vertices
 // of its own; the reader welds them back into shared nodes.
