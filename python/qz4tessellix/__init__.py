@@ -11,3 +11,4 @@ from ._core import *  # noqa: F401,F403
 from ._core import version
 
 __version__ = version()
+from ._io import from_meshio, read, to_meshio, write  # noqa: F401

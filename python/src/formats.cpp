@@ -125,10 +125,11 @@ py::tuple deck_input(const char* service, py::handle filename, const std::string
   return py::make_tuple(out(pos), out(c1), out(c2), t1, t2);
 }
 
-// A connectivity the writer reads `rows` entries of per element.
+// A connectivity the writer reads `rows` entries of per element. The surface
+// writers read every element, even of a matrix without rows.
 void enough_rows(const char* service, const char* name, const dense2D<unsigned>& c, unsigned rows,
                  bool exact) {
-  if (c.empty() || (exact ? c.rows() == rows : c.rows() >= rows)) return;
+  if ((exact ? c.cols() == 0 : c.empty()) || (exact ? c.rows() == rows : c.rows() >= rows)) return;
   refuse(service, name,
          std::to_string(rows) + " columns are required, not " + std::to_string(c.rows()));
 }
@@ -333,6 +334,7 @@ filename.)");
         const std::string f = path(filename, "filename");
         auto p = real_matrix(pos, "pos");
         auto t = index_matrix(triangles, "triangles");
+        enough_rows("STL_output", "triangles", t.view, 3, true);
         check_file(nogil([&] { return tx::STL_output(f.c_str(), p.view, t.view, text); }),
                    "STL_output", f, false,
                    {{-1, "filename", "cannot be opened or written"},

@@ -12,7 +12,7 @@ namespace {
 // The histogram to feed: the caller's, or a new one with the range found from
 // the data.
 py::object target(py::object hist) {
-  if (hist.is_none()) return py::cast(histogram());
+  if (hist.is_none()) return py::cast(new histogram(), py::return_value_policy::take_ownership);
   if (!py::isinstance<histogram>(hist))
     throw py::type_error("hist: a qz4tessellix.histogram is required");
   return hist;
