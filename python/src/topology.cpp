@@ -46,6 +46,9 @@ py::tuple index_pair(const char* service,
                      py::handle connectivity) {
   auto c = index_matrix(connectivity, "connectivity");
   dense1D<unsigned> index, second;
+  // The index of node 0xFFFFFFFE would need 2^32 entries, a count that
+  // wraps to 0 in 32 bits: no block can hold it.
+  if (tx::max_ID(c.view) == qz4::NO_ID - 1) check(-199, service, {});
   check(nogil([&] { return f(c.view, index, second); }), service, {});
   return py::make_tuple(out(index), out(second));
 }

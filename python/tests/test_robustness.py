@@ -22,7 +22,7 @@ CHILD = textwrap.dedent(
         np.empty((0, 3)), np.empty((0, 3), u), np.empty((3, 0), u), np.zeros((2, 2)), pos3,
         pos3[:, :2], np.asfortranarray(pos3), np.zeros(3), np.ones(4), np.zeros((4, 6)),
         np.array([[0, 1, 2], [1, 3, 2]], u), np.array([[0, 1, 9]], u), np.array([[0, 1, 2, 3]]),
-        np.full((2, 8), tx.NO_ID, u), np.array([[0, 1], [1, 2], [2, 3]], u), np.array([4, 0], u),
+        np.full((2, 8), tx.NO_ID, u), np.array([[0xFFFFFFFE, 0, 1]], u), np.array([[0, 1], [1, 2], [2, 3]], u), np.array([4, 0], u),
         np.array([1, 0, 3], u), np.array([[1.5, 2.0, 0.5]]), np.array([0.0, 1.0, 2.0, 3.0]),
         tx.ET_TRIA3, tx.ET_SOLID_MIXED, tx.ET_HEXA27, 21, [tx.ET_TRIA3], [np.array([[0, 1, 2]], u)],
         tx.histogram(), "runs",
