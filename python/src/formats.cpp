@@ -66,9 +66,9 @@ const std::initializer_list<fault> deck_out = {
      "not one per element (the one- and two-connectivity forms write one "
      "property per connectivity, so one element each)"}};
 
-template <class Runs, class One, class Two>
-void deck_output(const char* service, py::handle filename, py::handle pos, py::args a, Runs runs,
-                 One one, Two two) {
+// `io` is the service's overload set: a generic lambda over its three forms.
+template <class IO>
+void deck_output(const char* service, py::handle filename, py::handle pos, py::args a, IO io) {
   const std::string f = path(filename, "filename");
   auto p = real_matrix(pos, "pos");
   if (a.size() < 2 || a.size() > 4)
@@ -79,13 +79,13 @@ void deck_output(const char* service, py::handle filename, py::handle pos, py::a
   if (a.size() == 2) {
     auto c = index_matrix(a[0], "conn");
     const element_type t = kind(a[1], "type");
-    s = nogil([&] { return one(f.c_str(), p.view, c.view, t); });
+    s = nogil([&] { return io(f.c_str(), p.view, c.view, t); });
   } else if (ndim_of(a[1]) == 2) {
     if (a.size() != 4)
       throw py::type_error(std::string(service) + ": first_type and second_type are required");
     auto c1 = index_matrix(a[0], "first"), c2 = index_matrix(a[1], "second");
     const element_type t1 = kind(a[2], "first_type"), t2 = kind(a[3], "second_type");
-    s = nogil([&] { return two(f.c_str(), p.view, c1.view, c2.view, t1, t2); });
+    s = nogil([&] { return io(f.c_str(), p.view, c1.view, c2.view, t1, t2); });
   } else {
     if (a.size() != 4)
       throw py::type_error(std::string(service) + ": kinds and properties are required");
@@ -93,14 +93,13 @@ void deck_output(const char* service, py::handle filename, py::handle pos, py::a
     auto st = index_vector(a[1], "starts");
     const dense1D<int> k = run_kinds(a[2]);
     auto pr = index_vector(a[3], "properties");
-    s = nogil([&] { return runs(f.c_str(), p.view, c.view, st.view, k, pr.view); });
+    s = nogil([&] { return io(f.c_str(), p.view, c.view, st.view, k, pr.view); });
   }
   check_file(s, service, f, false, deck_out);
 }
 
-template <class Runs, class One, class Two>
-py::tuple deck_input(const char* service, py::handle filename, const std::string& form, Runs runs,
-                     One one, Two two) {
+template <class IO>
+py::tuple deck_input(const char* service, py::handle filename, const std::string& form, IO io) {
   const std::string f = path(filename, "filename");
   const std::initializer_list<fault> table = {{-1, "filename", open_read}};
   dense2D<double> pos;
@@ -108,20 +107,20 @@ py::tuple deck_input(const char* service, py::handle filename, const std::string
     dense2D<unsigned> conn;
     dense1D<unsigned> starts, properties;
     dense1D<int> k;
-    check_file(nogil([&] { return runs(f.c_str(), pos, conn, starts, k, properties); }), service, f,
+    check_file(nogil([&] { return io(f.c_str(), pos, conn, starts, k, properties); }), service, f,
                true, table);
     return py::make_tuple(out(pos), out(conn), out(starts), kinds_of(k), out(properties));
   }
   if (form == "single") {
     dense2D<unsigned> conn;
     element_type t = qz4::ET_NONE;
-    check_file(nogil([&] { return one(f.c_str(), pos, conn, t); }), service, f, true, table);
+    check_file(nogil([&] { return io(f.c_str(), pos, conn, t); }), service, f, true, table);
     return py::make_tuple(out(pos), out(conn), t);
   }
   if (form != "pair") refuse(service, "form", "\"runs\", \"single\" or \"pair\" is required");
   dense2D<unsigned> c1, c2;
   element_type t1 = qz4::ET_NONE, t2 = qz4::ET_NONE;
-  check_file(nogil([&] { return two(f.c_str(), pos, c1, c2, t1, t2); }), service, f, true, table);
+  check_file(nogil([&] { return io(f.c_str(), pos, c1, c2, t1, t2); }), service, f, true, table);
   return py::make_tuple(out(pos), out(c1), out(c2), t1, t2);
 }
 
@@ -420,17 +419,8 @@ are dropped. OSError: filename.)");
   m.def(
       "NASTRAN_output",
       [](py::handle filename, py::handle pos, py::args a) {
-        deck_output(
-            "NASTRAN_output", filename, pos, a,
-            [](const char* f, auto& p, auto& c, auto& s, auto& k, auto& pr) {
-              return tx::NASTRAN_output(f, p, c, s, k, pr);
-            },
-            [](const char* f, auto& p, auto& c, element_type t) {
-              return tx::NASTRAN_output(f, p, c, t);
-            },
-            [](const char* f, auto& p, auto& c1, auto& c2, element_type t1, element_type t2) {
-              return tx::NASTRAN_output(f, p, c1, c2, t1, t2);
-            });
+        deck_output("NASTRAN_output", filename, pos, a,
+                    [](auto&&... x) { return tx::NASTRAN_output(x...); });
       },
       py::arg("filename"), py::arg("pos"),
       R"(Writes a NASTRAN bulk data deck. NASTRAN_output(filename, pos, conn,
@@ -443,17 +433,8 @@ properties; OSError: filename.)");
   m.def(
       "NASTRAN_input",
       [](py::handle filename, const std::string& form) {
-        return deck_input(
-            "NASTRAN_input", filename, form,
-            [](const char* f, auto& p, auto& c, auto& s, auto& k, auto& pr) {
-              return tx::NASTRAN_input(f, p, c, s, k, pr);
-            },
-            [](const char* f, auto& p, auto& c, element_type& t) {
-              return tx::NASTRAN_input(f, p, c, t);
-            },
-            [](const char* f, auto& p, auto& c1, auto& c2, element_type& t1, element_type& t2) {
-              return tx::NASTRAN_input(f, p, c1, c2, t1, t2);
-            });
+        return deck_input("NASTRAN_input", filename, form,
+                          [](auto&&... x) { return tx::NASTRAN_input(x...); });
       },
       py::arg("filename"), py::arg("form") = "runs",
       R"(Reads the bulk section of a NASTRAN deck (from "BEGIN BULK" to
@@ -468,17 +449,8 @@ Windows line ends reads as its LF twin through read(). OSError: filename
   m.def(
       "FEMAP_output",
       [](py::handle filename, py::handle pos, py::args a) {
-        deck_output(
-            "FEMAP_output", filename, pos, a,
-            [](const char* f, auto& p, auto& c, auto& s, auto& k, auto& pr) {
-              return tx::FEMAP_output(f, p, c, s, k, pr);
-            },
-            [](const char* f, auto& p, auto& c, element_type t) {
-              return tx::FEMAP_output(f, p, c, t);
-            },
-            [](const char* f, auto& p, auto& c1, auto& c2, element_type t1, element_type t2) {
-              return tx::FEMAP_output(f, p, c1, c2, t1, t2);
-            });
+        deck_output("FEMAP_output", filename, pos, a,
+                    [](auto&&... x) { return tx::FEMAP_output(x...); });
       },
       py::arg("filename"), py::arg("pos"),
       R"(Writes FEMAP neutral blocks 403 (nodes) and 404 (elements); forms and
@@ -488,17 +460,8 @@ ET_PENTA18, ET_HEXA27) are left out.)");
   m.def(
       "FEMAP_input",
       [](py::handle filename, const std::string& form) {
-        return deck_input(
-            "FEMAP_input", filename, form,
-            [](const char* f, auto& p, auto& c, auto& s, auto& k, auto& pr) {
-              return tx::FEMAP_input(f, p, c, s, k, pr);
-            },
-            [](const char* f, auto& p, auto& c, element_type& t) {
-              return tx::FEMAP_input(f, p, c, t);
-            },
-            [](const char* f, auto& p, auto& c1, auto& c2, element_type& t1, element_type& t2) {
-              return tx::FEMAP_input(f, p, c1, c2, t1, t2);
-            });
+        return deck_input("FEMAP_input", filename, form,
+                          [](auto&&... x) { return tx::FEMAP_input(x...); });
       },
       py::arg("filename"), py::arg("form") = "runs",
       R"(Reads blocks 403 and 404 of a FEMAP neutral file; forms as
