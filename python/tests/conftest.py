@@ -3,8 +3,6 @@ import os
 import numpy as np
 import pytest
 
-import qz4tessellix as tx
-
 
 def grid(nx, ny):
     """A unit square of 2 nx ny triangles, nodes x fastest."""

@@ -1,6 +1,8 @@
 # Each Python form reaches its C++ form: hand-derived results on small meshes,
 # one row per form.
 import math
+import pathlib
+import re
 
 import numpy as np
 import pytest
@@ -187,3 +189,9 @@ def test_file_forms(tmp_path):
     assert open(f + ".obj").read().count(" f ") == 2
     tx.ensight_output(f + ".geo", SQ, [TRI, TRI], [tx.ET_TRIA3, tx.ET_PYRA5])
     assert open(f + ".geo").read().count("part") == 1
+
+
+def test_every_service_of_the_public_headers_is_bound():
+    headers = (pathlib.Path(__file__).parents[2] / "include" / "qz4" / "tessellix").glob("*.h")
+    names = set(re.findall(r"QZ4_API [^;(]*?\b(\w+)\(", "".join(h.read_text() for h in headers)))
+    assert len(names) > 60 and sorted(n for n in names if not hasattr(tx, n)) == []
