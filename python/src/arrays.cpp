@@ -372,7 +372,7 @@ fixed small(py::handle obj, const char* name, std::initializer_list<unsigned> si
       }
     }
   } else {
-    if (obj.is_none() || PyNumber_Check(obj.ptr()))
+    if (obj.is_none() || (PyNumber_Check(obj.ptr()) && !py::isinstance<py::array>(obj)))
       throw py::type_error(str(name) + ": a sequence of " + want + " numbers is required, not " +
                            type_name(obj));
     py::array a = converted<double>(as_array(obj, name), name);

@@ -195,3 +195,22 @@ def test_every_service_of_the_public_headers_is_bound():
     headers = (pathlib.Path(__file__).parents[2] / "include" / "qz4" / "tessellix").glob("*.h")
     names = set(re.findall(r"QZ4_API [^;(]*?\b(\w+)\(", "".join(h.read_text() for h in headers)))
     assert len(names) > 60 and sorted(n for n in names if not hasattr(tx, n)) == []
+
+
+def test_a_refused_reinit_keeps_the_old_tree_on_its_coordinates():
+    d = tx.node_detector(SQ)
+    with pytest.raises(ValueError, match="nodes"):
+        d.reinit(SQ[:2], [0, 3])  # node 3 is not a row of the new coordinates
+    assert (len(d), d.find_closest((1, 1, 0))) == (4, 3)
+
+
+def test_the_stubs_and_docstrings_cover_the_module():
+    import ast
+
+    stub = pathlib.Path(tx.__file__).with_name("__init__.pyi")
+    tree = ast.parse(stub.read_text())
+    stubbed = {n.name for n in tree.body if isinstance(n, (ast.FunctionDef, ast.ClassDef))}
+    stubbed |= {n.target.id for n in tree.body if isinstance(n, ast.AnnAssign)}
+    public = {n for n in dir(tx) if not n.startswith("_")}
+    assert sorted(public - stubbed) == [] and sorted(n for n in stubbed - public if n[0] != "_") == []
+    assert [n for n in public if callable(getattr(tx, n)) and not (getattr(tx, n).__doc__ or "").strip()] == []

@@ -63,3 +63,29 @@ def test_the_gil_is_released_while_a_service_runs():
     beside, elapsed = spin(finished.is_set)
     t.join()
     assert elapsed > 0.05 and beside > 0.2 * alone
+
+
+def test_one_detector_and_one_histogram_serve_threads_in_turn():
+    pos, tri = grid(30, 30)
+    other = pos[::-1].copy()
+    d, h = tx.node_detector(pos), tx.histogram(0, 1, 4)
+    errors = []
+
+    def query():
+        for k in range(300):
+            node = d.find_closest(pos[k % len(pos)])
+            if pos[node].tolist() != pos[k % len(pos)].tolist() and other[node].tolist() != pos[k % len(pos)].tolist():
+                errors.append(node)
+            d.find_in_box((0, 0), (0.5, 0.5))
+            tx.shape_qualities(pos, tri, tx.ET_TRIA3, h)
+
+    def rebuild():
+        for k in range(50):
+            d.reinit(other if k % 2 else pos)
+
+    threads = [threading.Thread(target=query) for _ in range(3)] + [threading.Thread(target=rebuild)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert errors == [] and h.count == 3 * 300 * len(tri)
