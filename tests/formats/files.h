@@ -35,6 +35,12 @@ inline std::string spit(const std::string& name, const std::string& bytes) {
   return path;
 }
 
+/// The text with every "\n" turned into "\r\n", as saved on Windows.
+inline std::string crlf(std::string s) {
+  for (std::size_t i = 0; (i = s.find('\n', i)) != std::string::npos; i += 2) s.insert(i, "\r");
+  return s;
+}
+
 /// Several results of one kind, compared at once; a braced list is
 /// evaluated in order, so a call and what it leaves behind can share one.
 using results = std::vector<long long>;

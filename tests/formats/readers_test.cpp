@@ -128,11 +128,6 @@ std::string medit_binary(unsigned version, bool swap) {
   return b.bytes;
 }
 
-std::string crlf(std::string s) {
-  for (std::size_t i = 0; (i = s.find('\n', i)) != std::string::npos; i += 2) s.insert(i, "\r");
-  return s;
-}
-
 const char* vtk_ascii =
     "# vtk DataFile Version 3.0\ntitle\nASCII\nDATASET UNSTRUCTURED_GRID\n"
     "FIELD FieldData 1\nTIME 1 1 double\n0.5\nPOINTS 4 float\n0 0 0 1 0 0 0 1 0 0 0 0.5\n"
