@@ -108,7 +108,8 @@ constexpr skipped_section skipped_sections[] = {
 // An index as the file numbers it (from 1) to one from 0; NO_ID for a number
 // no vertex can have, which the final check of the indices refuses.
 inline unsigned from_file(long long v) {
-  return static_cast<unsigned long long>(v - 1) < 0xFFFFFFFFull ? unsigned(v - 1) : NO_ID;
+  const unsigned long long below = static_cast<unsigned long long>(v) - 1;  // wraps for v <= 0
+  return below < 0xFFFFFFFFull ? unsigned(below) : NO_ID;
 }
 
 // Rows of a solution field of MEDIT type `type` (1 scalar, 2 vector, 3
