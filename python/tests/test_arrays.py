@@ -80,7 +80,8 @@ def test_a_read_only_argument_of_another_dtype_or_layout_is_converted(conn):
 def test_ids_convert_with_minus_one_as_no_id_and_refuse_what_does_not_fit():
     assert tx.max_ID(np.array([3, -1, 7])) == 7
     assert tx.max_ID([NO_ID, NO_ID]) == 0
-    for bad, error in (([2**32], ValueError), ([-2], ValueError), ([1.5], TypeError), (["a"], TypeError)):
+    for bad, error in (([2**32], ValueError), ([-2], ValueError), (np.array([-2], np.int32), ValueError),
+                       ([1.5], TypeError), (["a"], TypeError)):
         with pytest.raises(error, match="ids"):
             tx.max_ID(np.array(bad))
 
@@ -93,6 +94,8 @@ def test_ids_convert_with_minus_one_as_no_id_and_refuse_what_does_not_fit():
         lambda p: p.tolist(),
         lambda p: p[::-1],
         lambda p: (p.setflags(write=False), p)[1],
+        lambda p: np.frombuffer(bytearray(1) + p.tobytes(), np.float64, offset=1).reshape(p.shape),  # unaligned
+        lambda p: np.lib.stride_tricks.as_strided(p, (3, 3), (8, 8)),  # rows overlap
     ],
 )
 def test_an_array_the_service_writes_into_must_be_writable_float64_rows(make):
