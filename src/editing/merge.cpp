@@ -2,6 +2,7 @@
 // node, applied closest first while both nodes are still their own
 // survivors, then chains followed to their end.
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -220,227 +221,313 @@ int general_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
 // distance 0 by underflow, two pairs of equal distance from one node).
 // ---------------------------------------------------------------------------
 
-std::uint64_t mix(std::uint64_t h) {
-  h ^= h >> 33;
-  h *= 0xff51afd7ed558ccdULL;
-  h ^= h >> 33;
-  h *= 0xc4ceb9fe1a85ec53ULL;
-  return h ^ (h >> 33);
-}
-
+// A hash of a position whose high bits are well spread, also for doubles
+// widened from floats, whose low mantissa bits are all 0: products carry
+// low bits upwards only, so slots are taken from the top.
 template <unsigned D>
-std::uint64_t position_key(const double* x) {
-  std::uint64_t h = 0x9E3779B97F4A7C15ULL;
+std::uint64_t position_hash(const double* x) {
+  static const std::uint64_t odd[3] = {0x9E3779B97F4A7C15ULL, 0xC2B2AE3D27D4EB4FULL,
+                                       0x165667B19E3779F9ULL};
+  std::uint64_t h = 0;
   for (unsigned k = 0; k < D; ++k) {
     std::uint64_t b;
     std::memcpy(&b, &x[k], sizeof b);
-    h = mix(h ^ b) + k;
+    h ^= b * odd[k];
   }
-  return h;
+  h ^= h >> 29;
+  return h * 0xBF58476D1CE4E5B9ULL;
 }
 
-template <unsigned D>
-struct position_slot {
-  double x[D];
+// Slots of the coincidence table: the top 32 bits of the position hash, of
+// which the top bits are the slot number, and the first node at the place.
+struct place_slot {
+  unsigned tag;
   unsigned node;  // NO_ID: empty
 };
 
-// Maps every node of `u` onto the first node of `u` at the same place;
-// `firsts` gets those first nodes in list order. Returns the count mapped.
+// The places of a list: the first node at each distinct position, in list
+// order, and the box around them.
 template <unsigned D>
-int group_coincident(const double* P, std::size_t ld, const std::vector<unsigned>& u, unsigned* map,
-                     std::vector<unsigned>& firsts) {
-  typedef position_slot<D> slot;
-  // Huge-page scratch: the probes go all over a table of many megabytes,
-  // and with small pages each would also miss the TLB.
-  std::size_t cap = 1024;
-  while (cap < u.size() / 2) cap *= 2;
-  std::unique_ptr<detail::scratch_array<slot>> storage(new detail::scratch_array<slot>(cap));
-  slot* table = storage->get();
+struct places {
+  unsigned* first;
+  double* x;  // their coordinates, D by D, side by side
+  std::size_t count;
+  double lo[D], hi[D];
+};
+
+// Maps every node of `u` onto the first node of `u` at the same place,
+// fills `pl`, and returns the count of nodes mapped; -1 when a coordinate is
+// not finite, which the general worker decides.
+//
+// The nodes at one place mostly follow each other closely in a list (the
+// corners of neighbouring elements), so a small table of the places met
+// last, which stays in cache, answers most of them; the table of all
+// places, spread over megabytes, is read only when it misses.
+template <unsigned D>
+int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::size_t n,
+                     unsigned* map, places<D>& pl) {
+  // About one place per six corners on a closed surface: at most half full
+  // there, grown at half full elsewhere. Slots hold no coordinates, so that
+  // the table stays small; the rare equal tag is settled by the matrix.
+  unsigned bits = 10;
+  while ((std::size_t(1) << bits) < n / 3 && bits < 32) ++bits;
+  std::size_t cap = std::size_t(1) << bits;
+  std::unique_ptr<detail::scratch_array<place_slot>> storage(
+      new detail::scratch_array<place_slot>(cap));
+  place_slot* table = storage->get();
   for (std::size_t i = 0; i < cap; ++i) table[i].node = NO_ID;
+  const unsigned rbits = 13;
+  detail::scratch_array<place_slot> recent_storage(std::size_t(1) << rbits);
+  place_slot* recent = recent_storage.get();
+  for (std::size_t i = 0; i < (std::size_t(1) << rbits); ++i) recent[i].node = NO_ID;
+  auto same = [&](unsigned node, const double* x) {
+    const double* y = P + node * ld;
+    bool eq = true;
+    for (unsigned k = 0; k < D; ++k) eq = eq && y[k] == x[k];
+    return eq;
+  };
+  for (unsigned k = 0; k < D; ++k) {
+    pl.lo[k] = DBL_MAX;
+    pl.hi[k] = -DBL_MAX;
+  }
   std::size_t used = 0;
   int count = 0;
   const std::size_t B = 32;
-  std::uint64_t keys[B];
+  unsigned tags[B], missed[B];
   double xs[B][D];
-  for (std::size_t s = 0; s < u.size(); s += B) {
-    const std::size_t e = std::min(u.size(), s + B);
+  for (std::size_t s = 0; s < n; s += B) {
+    const std::size_t e = std::min(n, s + B);
     const std::size_t mask = cap - 1;
-    // Keys first, with the slots fetched ahead, so that the probes of a block
-    // wait for memory together rather than one after the other.
+    // Hits among the places met last first; the misses of the block fetch
+    // their slots together, rather than wait for memory one after another.
+    bool finite = true;
+    unsigned nmiss = 0;
     for (std::size_t i = s; i < e; ++i) {
+      double* x = xs[i - s];
       const double* p = P + u[i] * ld;
-      for (unsigned k = 0; k < D; ++k) xs[i - s][k] = p[k] + 0.0;  // -0 and 0 alike
-      keys[i - s] = position_key<D>(xs[i - s]);
-      __builtin_prefetch(&table[keys[i - s] & mask]);
+      for (unsigned k = 0; k < D; ++k) {
+        x[k] = p[k] + 0.0;  // -0 and 0 alike
+        finite = finite && std::isfinite(p[k]);
+      }
+      const unsigned tag = unsigned(position_hash<D>(x) >> 32);
+      const place_slot r = recent[tag & ((1u << rbits) - 1)];
+      if (r.tag == tag && r.node != NO_ID && same(r.node, x)) {
+        map[u[i]] = r.node;
+        ++count;
+        continue;
+      }
+      tags[i - s] = tag;
+      missed[nmiss++] = unsigned(i - s);
+      __builtin_prefetch(&table[tag >> (32 - bits)]);
     }
-    for (std::size_t i = s; i < e; ++i) {
-      const double* x = xs[i - s];
-      for (std::size_t at = keys[i - s] & mask;; at = (at + 1) & mask) {
-        slot& t = table[at];
+    if (!finite) return -1;
+    for (unsigned m = 0; m < nmiss; ++m) {
+      const std::size_t i = s + missed[m];
+      const double* x = xs[missed[m]];
+      const unsigned tag = tags[missed[m]];
+      // A place may have been met earlier in this block.
+      const place_slot r = recent[tag & ((1u << rbits) - 1)];
+      if (r.tag == tag && r.node != NO_ID && same(r.node, x)) {
+        map[u[i]] = r.node;
+        ++count;
+        continue;
+      }
+      for (std::size_t at = tag >> (32 - bits);; at = (at + 1) & mask) {
+        place_slot& t = table[at];
         if (t.node == NO_ID) {
-          for (unsigned k = 0; k < D; ++k) t.x[k] = x[k];
+          t.tag = tag;
           t.node = u[i];
-          firsts.push_back(u[i]);
+          pl.first[used] = u[i];
+          for (unsigned k = 0; k < D; ++k) {
+            pl.x[used * D + k] = x[k];
+            pl.lo[k] = std::min(pl.lo[k], x[k]);
+            pl.hi[k] = std::max(pl.hi[k], x[k]);
+          }
+          recent[tag & ((1u << rbits) - 1)] = t;
           ++used;
           break;
         }
-        bool same = true;
-        for (unsigned k = 0; k < D; ++k) same = same && t.x[k] == x[k];
-        if (same) {
+        if (t.tag == tag && same(t.node, x)) {
           map[u[i]] = t.node;
           ++count;
+          recent[tag & ((1u << rbits) - 1)] = t;
           break;
         }
       }
     }
-    if (used * 2 > cap) {
-      std::unique_ptr<detail::scratch_array<slot>> more(new detail::scratch_array<slot>(cap * 2));
-      slot* bigger = more->get();
-      for (std::size_t i = 0; i < cap * 2; ++i) bigger[i].node = NO_ID;
-      const std::size_t m2 = cap * 2 - 1;
-      for (std::size_t i = 0; i < cap; ++i) {
-        const slot& t = table[i];
+    if (used * 2 > cap && bits < 32) {
+      // The tags hold the slot numbers of the larger table too.
+      ++bits;
+      cap *= 2;
+      std::unique_ptr<detail::scratch_array<place_slot>> more(
+          new detail::scratch_array<place_slot>(cap));
+      place_slot* bigger = more->get();
+      for (std::size_t i = 0; i < cap; ++i) bigger[i].node = NO_ID;
+      for (std::size_t i = 0; i < cap / 2; ++i) {
+        const place_slot& t = table[i];
         if (t.node == NO_ID) continue;
-        std::size_t at = position_key<D>(t.x) & m2;
-        while (bigger[at].node != NO_ID) at = (at + 1) & m2;
+        std::size_t at = t.tag >> (32 - bits);
+        while (bigger[at].node != NO_ID) at = (at + 1) & (cap - 1);
         bigger[at] = t;
       }
       storage.swap(more);
       table = bigger;
-      cap *= 2;
     }
   }
+  pl.count = used;
   return count;
 }
 
-// The pairs (d, a, b) between distinct places within the tolerance, in the
-// order the list worker would sort them, through a hashed grid of cells at
-// least 2 tol wide, so that a tolerance box meets at most 2 cells per axis,
-// and most often only its own. The pairs are sorted by distance and by the
-// list position of a, which is the stable sort of pairs made in list order as
-// long as no node has two pairs of one distance. False when the general
-// worker must decide.
-template <unsigned D>
-bool pairs_between_places(const double* P, std::size_t ld, const std::vector<unsigned>& firsts,
-                          double tol, std::vector<merge_pair>& out) {
-  const std::size_t n = firsts.size();
-  if (n >= 0x7FFFFFFFu) return false;
-  double lo[D], hi[D];
-  for (unsigned k = 0; k < D; ++k) lo[k] = hi[k] = P[firsts[0] * ld + k];
-  for (unsigned a : firsts)
-    for (unsigned k = 0; k < D; ++k) {
-      lo[k] = std::min(lo[k], P[a * ld + k]);
-      hi[k] = std::max(hi[k], P[a * ld + k]);
+// A place's cell and its rank among the places, with the top bit of the
+// rank set when its tolerance box lies in that cell.
+struct cell_entry {
+  std::uint64_t key;
+  unsigned rank;
+};
+
+// Stable sort of the entries by the low `bits` bits of their keys, 11 bits
+// a pass: each pass writes into 2048 runs, which caches follow well.
+void sort_by_key(cell_entry* a, cell_entry* tmp, std::size_t n, unsigned bits) {
+  std::vector<std::size_t> count(2048);
+  for (unsigned shift = 0; shift < bits; shift += 11) {
+    std::fill(count.begin(), count.end(), 0);
+    for (std::size_t i = 0; i < n; ++i) ++count[(a[i].key >> shift) & 2047];
+    std::size_t sum = 0;
+    for (std::size_t& c : count) {
+      const std::size_t here = c;
+      c = sum;
+      sum += here;
     }
+    for (std::size_t i = 0; i < n; ++i) tmp[count[(a[i].key >> shift) & 2047]++] = a[i];
+    std::swap(a, tmp);
+  }
+  // An odd number of passes leaves the result in the other array.
+  if (((bits + 10) / 11) % 2 == 1) std::copy(a, a + n, tmp);
+}
+
+// The pairs (d, a, b) between distinct places within the tolerance, in the
+// order the list worker would sort them, through a grid of cells at least
+// 2 tol wide, so that a tolerance box meets at most 2 cells per axis, and
+// most often only its own. The places are sorted by cell, so that a place
+// alone in its cell, whose box stays there, is passed over at once; the
+// others find their partners in the runs of the cells their box meets.
+// The pairs are sorted by distance and by the list position of a, which is
+// the stable sort of pairs made in list order as long as no node has two
+// pairs of one distance. False when the general worker must decide.
+template <unsigned D>
+bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pair>& out) {
+  const std::size_t n = pl.count;
+  if (n >= 0x7FFFFFFFu) return false;
+  double lo[D];
   double extent = 0;
-  for (unsigned k = 0; k < D; ++k) extent = std::max(extent, hi[k] - lo[k]);
-  // Cells for about one place each on a surface, never narrower than the box.
+  for (unsigned k = 0; k < D; ++k) {
+    lo[k] = pl.lo[k];
+    extent = std::max(extent, pl.hi[k] - pl.lo[k]);
+  }
+  // Cells for about one place each on a surface, never narrower than the
+  // box, so that there are at most sqrt(n) + 2 of them along an axis.
   const double c = std::max(2 * tol, extent / std::sqrt(double(n)));
-  if (!(c > 0) || !std::isfinite(c) || extent / c > 1e12) return false;
+  if (!(c > 0) || !std::isfinite(c) || extent / c > 1e9) return false;
   const double inv = 1 / c;
   // Faces of the bounding box fall mid-cell: meshes often have many places
-  // on them, whose boxes would otherwise all straddle two cells.
+  // on them, whose boxes would otherwise all straddle two cells. Any
+  // monotone numbering of cells will do, so truncation stands for floor.
   for (unsigned k = 0; k < D; ++k) lo[k] -= 0.5 * c;
-  auto cell = [&](double x, unsigned k) { return std::int64_t(std::floor((x - lo[k]) * inv)); };
-  auto cell_key = [](const std::int64_t* ix) {
-    std::uint64_t h = 0;
-    for (unsigned k = 0; k < D; ++k) h = mix(h ^ std::uint64_t(ix[k])) + k;
-    return h;
+  auto cell = [&](double x, unsigned k) { return std::int64_t((x - lo[k]) * inv); };
+  // Cell numbers packed into one key, axis 0 in the low bits.
+  unsigned width = 1;
+  while ((std::int64_t(1) << width) < std::int64_t(extent * inv) + 3) ++width;
+  if (width * D > 63) return false;
+  auto key_of = [width](const std::int64_t* ix) {
+    std::uint64_t key = 0;
+    for (unsigned k = D; k-- > 0;) key = (key << width) | std::uint64_t(ix[k]);
+    return key;
   };
-  // Places hashed by cell, chained through `next`; an empty slot counts 0.
-  struct cell_slot {
-    std::uint64_t key;
-    unsigned head, count;
-  };
-  std::size_t cap = 1024;
-  while (cap < 2 * n) cap *= 2;
-  const std::size_t mask = cap - 1;
-  detail::scratch_array<cell_slot> cells(cap);
-  for (std::size_t i = 0; i < cap; ++i) cells[i] = cell_slot{0, NO_ID, 0};
-  std::vector<unsigned> next(n, NO_ID);
-  std::vector<unsigned char> boxed(n);  // the tolerance box lies in the own cell
-  std::vector<std::uint64_t> keys(n);
-  const std::size_t B = 32;
-  for (std::size_t s0 = 0; s0 < n; s0 += B) {
-    const std::size_t e0 = std::min(n, s0 + B);
-    for (std::size_t j = s0; j < e0; ++j) {
-      std::int64_t ix[D];
-      bool in = true;
-      for (unsigned k = 0; k < D; ++k) {
-        const double x = P[firsts[j] * ld + k];
-        ix[k] = cell(x, k);
-        in = in && cell(x - tol, k) == cell(x + tol, k);
-      }
-      boxed[j] = in;
-      keys[j] = cell_key(ix);
-      __builtin_prefetch(&cells[mix(keys[j]) & mask]);
+  const unsigned boxed = 0x80000000u;
+  detail::scratch_array<cell_entry> entries(n), tmp(n);
+  cell_entry* E = entries.get();
+  const double* X = pl.x;
+  for (std::size_t j = 0; j < n; ++j) {
+    const double* p = X + j * D;
+    std::int64_t ix[D];
+    bool in = true;
+    for (unsigned k = 0; k < D; ++k) {
+      ix[k] = cell(p[k], k);
+      in = in && cell(p[k] - tol, k) == ix[k] && cell(p[k] + tol, k) == ix[k];
     }
-    for (std::size_t j = s0; j < e0; ++j) {
-      std::size_t at = mix(keys[j]) & mask;
-      while (cells[at].count != 0 && cells[at].key != keys[j]) at = (at + 1) & mask;
-      cell_slot& cs = cells[at];
-      cs.key = keys[j];
-      next[j] = cs.head;
-      cs.head = unsigned(j);
-      ++cs.count;
-    }
+    E[j].key = key_of(ix);
+    E[j].rank = unsigned(j) | (in ? boxed : 0u);
   }
+  sort_by_key(E, tmp.get(), n, width * D);
   struct ranked {
     double d;
     unsigned rank_a, rank_b;
   };
   std::vector<ranked> pairs;
   std::vector<double> ds;
-  // Places are taken cell by cell: the order of making pairs does not matter,
-  // as they are sorted by rank in the end, and a place alone in its cell
-  // whose box stays in that cell is passed over without reading it.
-  for (std::size_t slot = 0; slot < cap; ++slot) {
-    if (cells[slot].count == 0) continue;
-    if (cells[slot].count == 1 && boxed[cells[slot].head]) continue;
-    for (unsigned j = cells[slot].head; j != NO_ID; j = next[j]) {
-      const double* pa = P + firsts[j] * ld;
-      double blo[D], bhi[D];
-      std::int64_t c0[D], c1[D];
-      for (unsigned k = 0; k < D; ++k) {
-        blo[k] = pa[k] - tol;
-        bhi[k] = pa[k] + tol;
-        c0[k] = cell(blo[k], k);
-        c1[k] = cell(bhi[k], k);
-        if (c1[k] - c0[k] > 2) return false;
-      }
+  // The run of cell `key`, found by bisection.
+  auto run_of = [&](std::uint64_t key, std::size_t& b, std::size_t& e) {
+    b = std::size_t(
+        std::lower_bound(E, E + n, key,
+                         [](const cell_entry& x, std::uint64_t k) { return x.key < k; }) -
+        E);
+    for (e = b; e < n && E[e].key == key; ++e) {
+    }
+  };
+  // Pairs of place q with the places of entries [b, e) inside its box.
+  auto scan = [&](unsigned qa, const double* q, std::size_t b, std::size_t e, const double* blo,
+                  const double* bhi) {
+    for (std::size_t i = b; i < e; ++i) {
+      const unsigned rb = E[i].rank & ~boxed;
+      if (rb == qa) continue;
+      const double* r = X + std::size_t(rb) * D;
+      bool in = true;
+      for (unsigned k = 0; k < D; ++k) in = in && blo[k] <= r[k] && bhi[k] >= r[k];
+      if (!in) continue;
+      const double d = std::sqrt(node_tree<D>::dist2(q, r));
+      if (!(d <= tol)) continue;
+      if (d == 0) return false;  // distinct places at distance 0
+      pairs.push_back(ranked{d, qa, rb});
+    }
+    return true;
+  };
+  for (std::size_t b = 0, e; b < n; b = e) {
+    for (e = b + 1; e < n && E[e].key == E[b].key; ++e) {
+    }
+    if (e - b == 1 && (E[b].rank & boxed)) continue;
+    for (std::size_t i = b; i < e; ++i) {
+      const unsigned qa = E[i].rank & ~boxed;
+      const double* q = X + std::size_t(qa) * D;
       const std::size_t first_pair = pairs.size();
-      std::uint64_t seen[27];
-      unsigned nseen = 0;
-      std::int64_t ix[D];
-      for (unsigned k = 0; k < D; ++k) ix[k] = c0[k];
-      for (;;) {
-        const std::uint64_t key = cell_key(ix);
-        if (std::find(seen, seen + nseen, key) == seen + nseen) {
-          seen[nseen++] = key;
-          std::size_t at = mix(key) & mask;
-          while (cells[at].count != 0 && cells[at].key != key) at = (at + 1) & mask;
-          for (unsigned r = cells[at].count ? cells[at].head : NO_ID; r != NO_ID; r = next[r]) {
-            if (r == j) continue;
-            const double* pb = P + firsts[r] * ld;
-            bool in = true;
-            for (unsigned k = 0; k < D; ++k) in = in && blo[k] <= pb[k] && bhi[k] >= pb[k];
-            if (!in) continue;
-            const double d = std::sqrt(node_tree<D>::dist2(pa, pb));
-            if (!(d <= tol)) continue;
-            if (d == 0) return false;  // distinct places at distance 0
-            pairs.push_back(ranked{d, j, r});
-          }
+      double blo[D], bhi[D];
+      for (unsigned k = 0; k < D; ++k) {
+        blo[k] = q[k] - tol;
+        bhi[k] = q[k] + tol;
+      }
+      if (E[i].rank & boxed) {
+        if (!scan(qa, q, b, e, blo, bhi)) return false;
+      } else {
+        std::int64_t c0[D], c1[D], ix[D];
+        for (unsigned k = 0; k < D; ++k) {
+          c0[k] = cell(blo[k], k);
+          c1[k] = cell(bhi[k], k);
+          if (c1[k] - c0[k] > 2) return false;
+          ix[k] = c0[k];
         }
-        unsigned k = 0;
-        while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;
-        if (k == D) break;
-        ++ix[k];
+        for (;;) {
+          std::size_t rb, re;
+          run_of(key_of(ix), rb, re);
+          if (!scan(qa, q, rb, re, blo, bhi)) return false;
+          unsigned k = 0;
+          while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;
+          if (k == D) break;
+          ++ix[k];
+        }
       }
       // Equal distances from one node would be ordered by the tree.
       if (pairs.size() - first_pair > 1) {
         ds.clear();
-        for (std::size_t i = first_pair; i < pairs.size(); ++i) ds.push_back(pairs[i].d);
+        for (std::size_t p = first_pair; p < pairs.size(); ++p) ds.push_back(pairs[p].d);
         std::sort(ds.begin(), ds.end());
         if (std::adjacent_find(ds.begin(), ds.end()) != ds.end()) return false;
       }
@@ -450,7 +537,8 @@ bool pairs_between_places(const double* P, std::size_t ld, const std::vector<uns
     return x.d < y.d || (x.d == y.d && x.rank_a < y.rank_a);
   });
   out.reserve(pairs.size());
-  for (const ranked& p : pairs) out.push_back(merge_pair{p.d, firsts[p.rank_a], firsts[p.rank_b]});
+  for (const ranked& p : pairs)
+    out.push_back(merge_pair{p.d, pl.first[p.rank_a], pl.first[p.rank_b]});
   return true;
 }
 
@@ -462,19 +550,23 @@ int single_list_shortcut(const dense2D<double>& pos, const std::vector<unsigned>
   if (!(tol >= 0) || !std::isfinite(tol)) return -1;
   const double* P = pos.data();
   const std::size_t ld = pos.ld();
-  for (unsigned a : u)
-    for (unsigned k = 0; k < D; ++k)
-      if (!std::isfinite(P[a * ld + k])) return -1;
   if (!identity(node_map, pos.cols())) return -1;
   unsigned* map = node_map.data();
-  std::vector<unsigned> firsts;
-  int count = group_coincident<D>(P, ld, u, map, firsts);
-  if (tol > 0 && firsts.size() > 1) {
+  detail::scratch_array<unsigned> firsts(u.size());
+  detail::scratch_array<double> coordinates(u.size() * D);
+  places<D> pl;
+  pl.first = firsts.get();
+  pl.x = coordinates.get();
+  int count = group_coincident<D>(P, ld, u.data(), u.size(), map, pl);
+  if (count < 0) return -1;
+  if (tol > 0 && pl.count > 1) {
     std::vector<merge_pair> pairs;
-    if (!pairs_between_places<D>(P, ld, firsts, tol, pairs)) return -1;
-    count += apply_pairs(map, pairs);
+    if (!pairs_between_places<D>(pl, tol, pairs)) return -1;
+    const int more = apply_pairs(map, pairs);
+    // Only then can a chain be longer than one step.
+    if (more > 0) compress(map, u);
+    count += more;
   }
-  compress(map, u);
   return count;
 }
 
