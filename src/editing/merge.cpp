@@ -262,7 +262,9 @@ struct places {
 // The nodes at one place mostly follow each other closely in a list (the
 // corners of neighbouring elements), so a small table of the places met
 // last, which stays in cache, answers most of them; the table of all
-// places, spread over megabytes, is read only when it misses.
+// places, spread over megabytes, is read only when it misses. Nodes go by
+// blocks: the misses of a block ask for their slots while the block before
+// is settled, so that they wait for memory together, and early enough.
 template <unsigned D>
 int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::size_t n,
                      unsigned* map, places<D>& pl) {
@@ -276,12 +278,13 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
       new detail::scratch_array<place_slot>(cap));
   place_slot* table = storage->get();
   for (std::size_t i = 0; i < cap; ++i) table[i].node = NO_ID;
-  const unsigned rbits = 13;
-  detail::scratch_array<place_slot> recent_storage(std::size_t(1) << rbits);
+  const unsigned rmask = (1u << 13) - 1;
+  detail::scratch_array<place_slot> recent_storage(rmask + 1);
   place_slot* recent = recent_storage.get();
-  for (std::size_t i = 0; i < (std::size_t(1) << rbits); ++i) recent[i].node = NO_ID;
-  auto same = [&](unsigned node, const double* x) {
-    const double* y = P + node * ld;
+  for (std::size_t i = 0; i <= rmask; ++i) recent[i].node = NO_ID;
+  auto known = [&](const place_slot& r, unsigned tag, const double* x) {
+    if (r.tag != tag || r.node == NO_ID) return false;
+    const double* y = P + r.node * ld;
     bool eq = true;
     for (unsigned k = 0; k < D; ++k) eq = eq && y[k] == x[k];
     return eq;
@@ -292,65 +295,70 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
   }
   std::size_t used = 0;
   int count = 0;
-  const std::size_t B = 32;
-  unsigned tags[B], missed[B];
-  double xs[B][D];
-  for (std::size_t s = 0; s < n; s += B) {
+  // The nodes of a block that the small table did not answer.
+  const std::size_t B = 64;
+  struct pending {
+    double x[D];
+    unsigned node, tag;
+  };
+  pending blocks[2][B];
+  unsigned misses[2] = {0, 0};
+  // First stage: answers from the small table, and slots asked for.
+  auto look = [&](std::size_t s, pending* miss, unsigned& nmiss) {
     const std::size_t e = std::min(n, s + B);
-    const std::size_t mask = cap - 1;
-    // Hits among the places met last first; the misses of the block fetch
-    // their slots together, rather than wait for memory one after another.
     bool finite = true;
-    unsigned nmiss = 0;
+    nmiss = 0;
     for (std::size_t i = s; i < e; ++i) {
-      double* x = xs[i - s];
+      pending& q = miss[nmiss];
       const double* p = P + u[i] * ld;
       for (unsigned k = 0; k < D; ++k) {
-        x[k] = p[k] + 0.0;  // -0 and 0 alike
+        q.x[k] = p[k] + 0.0;  // -0 and 0 alike
         finite = finite && std::isfinite(p[k]);
       }
-      const unsigned tag = unsigned(position_hash<D>(x) >> 32);
-      const place_slot r = recent[tag & ((1u << rbits) - 1)];
-      if (r.tag == tag && r.node != NO_ID && same(r.node, x)) {
-        map[u[i]] = r.node;
+      q.tag = unsigned(position_hash<D>(q.x) >> 32);
+      if (known(recent[q.tag & rmask], q.tag, q.x)) {
+        map[u[i]] = recent[q.tag & rmask].node;
         ++count;
         continue;
       }
-      tags[i - s] = tag;
-      missed[nmiss++] = unsigned(i - s);
-      __builtin_prefetch(&table[tag >> (32 - bits)]);
+      q.node = u[i];
+      ++nmiss;
+      __builtin_prefetch(&table[q.tag >> (32 - bits)]);
     }
-    if (!finite) return -1;
-    for (unsigned m = 0; m < nmiss; ++m) {
-      const std::size_t i = s + missed[m];
-      const double* x = xs[missed[m]];
-      const unsigned tag = tags[missed[m]];
-      // A place may have been met earlier in this block.
-      const place_slot r = recent[tag & ((1u << rbits) - 1)];
-      if (r.tag == tag && r.node != NO_ID && same(r.node, x)) {
-        map[u[i]] = r.node;
+    return finite;
+  };
+  if (n > 0 && !look(0, blocks[0], misses[0])) return -1;
+  for (std::size_t s = 0, b = 0; s < n; s += B, b ^= 1) {
+    if (s + B < n && !look(s + B, blocks[b ^ 1], misses[b ^ 1])) return -1;
+    // Second stage, in list order: a place may have come up since.
+    const std::size_t mask = cap - 1;
+    for (unsigned m = 0; m < misses[b]; ++m) {
+      const pending& q = blocks[b][m];
+      place_slot& r = recent[q.tag & rmask];
+      if (known(r, q.tag, q.x)) {
+        map[q.node] = r.node;
         ++count;
         continue;
       }
-      for (std::size_t at = tag >> (32 - bits);; at = (at + 1) & mask) {
+      for (std::size_t at = q.tag >> (32 - bits);; at = (at + 1) & mask) {
         place_slot& t = table[at];
         if (t.node == NO_ID) {
-          t.tag = tag;
-          t.node = u[i];
-          pl.first[used] = u[i];
+          t.tag = q.tag;
+          t.node = q.node;
+          pl.first[used] = q.node;
           for (unsigned k = 0; k < D; ++k) {
-            pl.x[used * D + k] = x[k];
-            pl.lo[k] = std::min(pl.lo[k], x[k]);
-            pl.hi[k] = std::max(pl.hi[k], x[k]);
+            pl.x[used * D + k] = q.x[k];
+            pl.lo[k] = std::min(pl.lo[k], q.x[k]);
+            pl.hi[k] = std::max(pl.hi[k], q.x[k]);
           }
-          recent[tag & ((1u << rbits) - 1)] = t;
           ++used;
+          r = t;
           break;
         }
-        if (t.tag == tag && same(t.node, x)) {
-          map[u[i]] = t.node;
+        if (known(t, q.tag, q.x)) {
+          map[q.node] = t.node;
           ++count;
-          recent[tag & ((1u << rbits) - 1)] = t;
+          r = t;
           break;
         }
       }
@@ -378,31 +386,26 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
   return count;
 }
 
-// A place's cell and its rank among the places, with the top bit of the
-// rank set when its tolerance box lies in that cell.
-struct cell_entry {
-  std::uint64_t key;
-  unsigned rank;
-};
-
-// Stable sort of the entries by the low `bits` bits of their keys, 11 bits
-// a pass: each pass writes into 2048 runs, which caches follow well.
-void sort_by_key(cell_entry* a, cell_entry* tmp, std::size_t n, unsigned bits) {
-  std::vector<std::size_t> count(2048);
-  for (unsigned shift = 0; shift < bits; shift += 11) {
-    std::fill(count.begin(), count.end(), 0);
-    for (std::size_t i = 0; i < n; ++i) ++count[(a[i].key >> shift) & 2047];
+// Stable sort of 64-bit entries by their bits from `low` up to `high`, 11
+// bits a pass: each pass writes into 2048 runs, which caches follow well.
+void sort_by_bits(std::uint64_t* a, std::uint64_t* tmp, std::size_t n, unsigned low,
+                  unsigned high) {
+  std::size_t count[2048];
+  unsigned passes = 0;
+  for (unsigned shift = low; shift < high; shift += 11, ++passes) {
+    std::fill(count, count + 2048, 0);
+    for (std::size_t i = 0; i < n; ++i) ++count[(a[i] >> shift) & 2047];
     std::size_t sum = 0;
     for (std::size_t& c : count) {
       const std::size_t here = c;
       c = sum;
       sum += here;
     }
-    for (std::size_t i = 0; i < n; ++i) tmp[count[(a[i].key >> shift) & 2047]++] = a[i];
+    for (std::size_t i = 0; i < n; ++i) tmp[count[(a[i] >> shift) & 2047]++] = a[i];
     std::swap(a, tmp);
   }
   // An odd number of passes leaves the result in the other array.
-  if (((bits + 10) / 11) % 2 == 1) std::copy(a, a + n, tmp);
+  if (passes % 2 == 1) std::copy(a, a + n, tmp);
 }
 
 // The pairs (d, a, b) between distinct places within the tolerance, in the
@@ -418,6 +421,11 @@ template <unsigned D>
 bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pair>& out) {
   const std::size_t n = pl.count;
   if (n >= 0x7FFFFFFFu) return false;
+  // An entry of 64 bits: the cell numbers on top, axis 0 lowest, then a bit
+  // set when the place's tolerance box lies in its cell, then its rank.
+  unsigned rank_bits = 1;
+  while ((std::size_t(1) << rank_bits) < n) ++rank_bits;
+  const unsigned low = rank_bits + 1, most = (64 - low) / D;
   double lo[D];
   double extent = 0;
   for (unsigned k = 0; k < D; ++k) {
@@ -425,27 +433,28 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
     extent = std::max(extent, pl.hi[k] - pl.lo[k]);
   }
   // Cells for about one place each on a surface, never narrower than the
-  // box, so that there are at most sqrt(n) + 2 of them along an axis.
-  const double c = std::max(2 * tol, extent / std::sqrt(double(n)));
-  if (!(c > 0) || !std::isfinite(c) || extent / c > 1e9) return false;
+  // box, and few enough for their numbers to fit.
+  const double c = std::max(
+      {2 * tol, extent / std::sqrt(double(n)), extent / double((std::int64_t(1) << most) - 4)});
+  if (!(c > 0) || !std::isfinite(c)) return false;
   const double inv = 1 / c;
   // Faces of the bounding box fall mid-cell: meshes often have many places
   // on them, whose boxes would otherwise all straddle two cells. Any
   // monotone numbering of cells will do, so truncation stands for floor.
   for (unsigned k = 0; k < D; ++k) lo[k] -= 0.5 * c;
   auto cell = [&](double x, unsigned k) { return std::int64_t((x - lo[k]) * inv); };
-  // Cell numbers packed into one key, axis 0 in the low bits.
   unsigned width = 1;
   while ((std::int64_t(1) << width) < std::int64_t(extent * inv) + 3) ++width;
-  if (width * D > 63) return false;
-  auto key_of = [width](const std::int64_t* ix) {
+  if (width > most) return false;
+  auto key_of = [width, low](const std::int64_t* ix) {
     std::uint64_t key = 0;
     for (unsigned k = D; k-- > 0;) key = (key << width) | std::uint64_t(ix[k]);
-    return key;
+    return key << low;
   };
-  const unsigned boxed = 0x80000000u;
-  detail::scratch_array<cell_entry> entries(n), tmp(n);
-  cell_entry* E = entries.get();
+  const std::uint64_t boxed = std::uint64_t(1) << rank_bits, rank_mask = boxed - 1;
+  const std::uint64_t cell_mask = ~(boxed | rank_mask);
+  detail::scratch_array<std::uint64_t> entries(n), tmp(n);
+  std::uint64_t* E = entries.get();
   const double* X = pl.x;
   for (std::size_t j = 0; j < n; ++j) {
     const double* p = X + j * D;
@@ -455,30 +464,20 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
       ix[k] = cell(p[k], k);
       in = in && cell(p[k] - tol, k) == ix[k] && cell(p[k] + tol, k) == ix[k];
     }
-    E[j].key = key_of(ix);
-    E[j].rank = unsigned(j) | (in ? boxed : 0u);
+    E[j] = key_of(ix) | (in ? boxed : 0) | j;
   }
-  sort_by_key(E, tmp.get(), n, width * D);
+  sort_by_bits(E, tmp.get(), n, low, low + width * D);
   struct ranked {
     double d;
     unsigned rank_a, rank_b;
   };
   std::vector<ranked> pairs;
   std::vector<double> ds;
-  // The run of cell `key`, found by bisection.
-  auto run_of = [&](std::uint64_t key, std::size_t& b, std::size_t& e) {
-    b = std::size_t(
-        std::lower_bound(E, E + n, key,
-                         [](const cell_entry& x, std::uint64_t k) { return x.key < k; }) -
-        E);
-    for (e = b; e < n && E[e].key == key; ++e) {
-    }
-  };
-  // Pairs of place q with the places of entries [b, e) inside its box.
+  // Pairs of place qa at q with the places of entries [b, e) inside its box.
   auto scan = [&](unsigned qa, const double* q, std::size_t b, std::size_t e, const double* blo,
                   const double* bhi) {
     for (std::size_t i = b; i < e; ++i) {
-      const unsigned rb = E[i].rank & ~boxed;
+      const unsigned rb = unsigned(E[i] & rank_mask);
       if (rb == qa) continue;
       const double* r = X + std::size_t(rb) * D;
       bool in = true;
@@ -492,11 +491,11 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
     return true;
   };
   for (std::size_t b = 0, e; b < n; b = e) {
-    for (e = b + 1; e < n && E[e].key == E[b].key; ++e) {
+    for (e = b + 1; e < n && ((E[e] ^ E[b]) & cell_mask) == 0; ++e) {
     }
-    if (e - b == 1 && (E[b].rank & boxed)) continue;
+    if (e - b == 1 && (E[b] & boxed)) continue;
     for (std::size_t i = b; i < e; ++i) {
-      const unsigned qa = E[i].rank & ~boxed;
+      const unsigned qa = unsigned(E[i] & rank_mask);
       const double* q = X + std::size_t(qa) * D;
       const std::size_t first_pair = pairs.size();
       double blo[D], bhi[D];
@@ -504,7 +503,7 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
         blo[k] = q[k] - tol;
         bhi[k] = q[k] + tol;
       }
-      if (E[i].rank & boxed) {
+      if (E[i] & boxed) {
         if (!scan(qa, q, b, e, blo, bhi)) return false;
       } else {
         std::int64_t c0[D], c1[D], ix[D];
@@ -515,8 +514,9 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
           ix[k] = c0[k];
         }
         for (;;) {
-          std::size_t rb, re;
-          run_of(key_of(ix), rb, re);
+          const std::uint64_t key = key_of(ix);
+          std::size_t rb = std::size_t(std::lower_bound(E, E + n, key) - E), re = rb;
+          while (re < n && (E[re] & cell_mask) == key) ++re;
           if (!scan(qa, q, rb, re, blo, bhi)) return false;
           unsigned k = 0;
           while (k < D && ix[k] == c1[k]) ix[k] = c0[k], ++k;

@@ -73,22 +73,25 @@ int simplify(dense2D<double>& pos, dense2D<unsigned>& connectivity1,
 int remove_degenerated(dense2D<unsigned>& connectivity, dense1D<unsigned>& element_map,
                        bool strict) {
   const unsigned R = connectivity.rows(), N = connectivity.cols();
-  dense1D<unsigned> scratch;
-  if (!scratch.resize(R)) return -199;
   element_map.clear();
   if (!element_map.resize(N, NO_ID)) return -199;
-  unsigned* s = scratch.data();
   unsigned* map = element_map.data();
   unsigned* C = connectivity.data();
   const std::size_t ld = connectivity.ld();
   unsigned kept = 0;
   for (unsigned e = 0; e < N; ++e) {
     const unsigned* col = C + e * ld;
-    std::copy(col, col + R, s);
-    std::sort(s, s + R);
-    // Sorting puts NO_ID last, so a repeated real node is always met first.
-    const unsigned* rep = std::adjacent_find(s, s + R);
-    if (rep != s + R && (strict || *rep != NO_ID)) continue;
+    // A column goes when a value repeats, but for repeated padding when
+    // that is allowed. (Sorted, the column would show a repeated real node
+    // before repeated padding, which sorts last: the same rule.)
+    bool repeat = false;
+    for (unsigned i = 0; i + 1 < R && !repeat; ++i)
+      for (unsigned j = i + 1; j < R; ++j)
+        if (col[i] == col[j] && (strict || col[i] != NO_ID)) {
+          repeat = true;
+          break;
+        }
+    if (repeat) continue;
     if (e > kept) std::copy(col, col + R, C + kept * ld);
     map[e] = kept++;
   }

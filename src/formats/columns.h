@@ -3,6 +3,7 @@
 #ifndef QZ4_FORMATS_COLUMNS_H
 #define QZ4_FORMATS_COLUMNS_H
 
+#include <algorithm>
 #include <cstddef>
 
 #include "qz4/dense.h"
@@ -23,6 +24,17 @@ class column_builder {
   T* next() {
     if (n_ == m_.cols() && !m_.resize(m_.rows(), 2 * n_ + 64)) return nullptr;
     return m_.data() + std::size_t(n_++) * m_.rows();
+  }
+  /// Storage for the next `count` columns, side by side; null when it
+  /// could not grow.
+  T* take(unsigned count) {
+    if (std::size_t(n_) + count > m_.cols()) {
+      const std::size_t want = std::max<std::size_t>(2 * std::size_t(n_) + 64, n_ + count);
+      if (want > 0xFFFFFFFFu || !m_.resize(m_.rows(), unsigned(want))) return nullptr;
+    }
+    T* c = m_.data() + std::size_t(n_) * m_.rows();
+    n_ += count;
+    return c;
   }
   T* col(unsigned j) { return m_.data() + std::size_t(j) * m_.rows(); }
   /// More rows: the columns keep their entries, the new rows get `fill`.
