@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/scratch.h"
+#include "editing/merge_paths.h"
 #include "editing/node_tree.h"
 #include "qz4/tessellix/editing.h"
 
@@ -570,18 +571,48 @@ int single_list_shortcut(const dense2D<double>& pos, const std::vector<unsigned>
   return count;
 }
 
-// The list worker on distinct node lists.
+// The list worker on distinct node lists, through the shortcut when both
+// are one list and it is allowed.
 int merge_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
-                const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol) {
-  if (&u1 == &u2 && !u1.empty()) {
-    const int count = pos.rows() == 2 ? single_list_shortcut<2>(pos, u1, node_map, tol)
-                                      : single_list_shortcut<3>(pos, u1, node_map, tol);
+                const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol,
+                bool shortcut = true) {
+  if (shortcut && &u1 == &u2 && !u1.empty()) {
+    const int count = detail::merge_one_list(pos, u1, node_map, tol);
     if (count >= 0) return count;
   }
   return general_lists(pos, u1, u2, node_map, tol);
 }
 
 }  // namespace
+
+int detail::merge_one_list(const dense2D<double>& pos, const std::vector<unsigned>& nodes,
+                           dense1D<unsigned>& node_map, double tolerance) {
+  return pos.rows() == 2 ? single_list_shortcut<2>(pos, nodes, node_map, tolerance)
+                         : single_list_shortcut<3>(pos, nodes, node_map, tolerance);
+}
+
+int detail::merge_connectivities(const dense2D<double>& pos, dense2D<unsigned>* first,
+                                 dense2D<unsigned>* last, dense1D<unsigned>& node_map,
+                                 double tolerance, unsigned merge_type, bool shortcut) {
+  node_map.clear();
+  if (pos.cols() == 0 || first == last) return 0;
+  if (!valid_rows(pos)) return -1;
+  if (first > last) return -3;
+  if (tolerance < 0) return -5;
+  if (merge_type > 2) return -6;
+  std::vector<unsigned> nodes;
+  const int status = collect_nodes(first, last, pos.cols(), nodes);
+  if (status != 0 || nodes.empty()) return status;
+  if (merge_type == 0) {
+    const int count = merge_lists(pos, nodes, nodes, node_map, tolerance, shortcut);
+    if (count < 0) return count;
+    for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, node_map);
+    return count;
+  }
+  return pos.rows() == 2
+             ? local_worker_d<2>(pos, first, last, nodes, node_map, tolerance, merge_type)
+             : local_worker_d<3>(pos, first, last, nodes, node_map, tolerance, merge_type);
+}
 
 int merge(const dense2D<double>& pos, const dense1D<unsigned>& indices1,
           const dense1D<unsigned>& indices2, dense1D<unsigned>& node_map, double tolerance) {
@@ -606,24 +637,7 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned>& indices, dense1D<
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last,
           dense1D<unsigned>& node_map, double tolerance, unsigned merge_type) {
-  node_map.clear();
-  if (pos.cols() == 0 || first == last) return 0;
-  if (!valid_rows(pos)) return -1;
-  if (first > last) return -3;
-  if (tolerance < 0) return -5;
-  if (merge_type > 2) return -6;
-  std::vector<unsigned> nodes;
-  const int status = collect_nodes(first, last, pos.cols(), nodes);
-  if (status != 0 || nodes.empty()) return status;
-  if (merge_type == 0) {
-    const int count = merge_lists(pos, nodes, nodes, node_map, tolerance);
-    if (count < 0) return count;
-    for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, node_map);
-    return count;
-  }
-  return pos.rows() == 2
-             ? local_worker_d<2>(pos, first, last, nodes, node_map, tolerance, merge_type)
-             : local_worker_d<3>(pos, first, last, nodes, node_map, tolerance, merge_type);
+  return detail::merge_connectivities(pos, first, last, node_map, tolerance, merge_type, true);
 }
 
 int merge(const dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* last,
