@@ -180,7 +180,8 @@ int collect_nodes(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
                   std::vector<unsigned>& nodes) {
   std::vector<unsigned char> seen(cols, 0);
   std::size_t total = 0;
-  for (const dense2D<unsigned>* m = first; m != last; ++m) total += m->cols();
+  for (const dense2D<unsigned>* m = first; m != last; ++m)
+    total += std::size_t(m->rows()) * m->cols();
   nodes.reserve(total < cols ? total : cols);
   for (const dense2D<unsigned>* m = first; m != last; ++m) {
     const unsigned rows = m->rows(), n = m->cols();
@@ -240,20 +241,24 @@ std::uint64_t position_hash(const double* x) {
 }
 
 // Slots of the coincidence table: the top 32 bits of the position hash, of
-// which the top bits are the slot number, and the first node at the place.
-struct place_slot {
-  unsigned tag;
-  unsigned node;  // NO_ID: empty
-};
+// which the top bits are the slot number, above the first node at the
+// place. All bits set: empty.
+typedef std::uint64_t place_slot;
+const place_slot empty_slot = ~place_slot(0);
+unsigned tag_of(place_slot s) { return unsigned(s >> 32); }
+unsigned node_of(place_slot s) { return unsigned(s); }
 
 // The places of a list: the first node at each distinct position, in list
-// order, and the box around them.
+// order, and the box around them; and the table that found them, which is
+// at least twice as long as their count and serves again after it.
 template <unsigned D>
 struct places {
   unsigned* first;
   double* x;  // their coordinates, D by D, side by side
   std::size_t count;
   double lo[D], hi[D];
+  std::unique_ptr<detail::scratch_array<place_slot>> table;
+  std::size_t table_size;
 };
 
 // Maps every node of `u` onto the first node of `u` at the same place,
@@ -278,14 +283,14 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
   std::unique_ptr<detail::scratch_array<place_slot>> storage(
       new detail::scratch_array<place_slot>(cap));
   place_slot* table = storage->get();
-  for (std::size_t i = 0; i < cap; ++i) table[i].node = NO_ID;
+  for (std::size_t i = 0; i < cap; ++i) table[i] = empty_slot;
   const unsigned rmask = (1u << 13) - 1;
   detail::scratch_array<place_slot> recent_storage(rmask + 1);
   place_slot* recent = recent_storage.get();
-  for (std::size_t i = 0; i <= rmask; ++i) recent[i].node = NO_ID;
-  auto known = [&](const place_slot& r, unsigned tag, const double* x) {
-    if (r.tag != tag || r.node == NO_ID) return false;
-    const double* y = P + r.node * ld;
+  for (std::size_t i = 0; i <= rmask; ++i) recent[i] = empty_slot;
+  auto known = [&](place_slot r, unsigned tag, const double* x) {
+    if (tag_of(r) != tag || r == empty_slot) return false;
+    const double* y = P + node_of(r) * ld;
     bool eq = true;
     for (unsigned k = 0; k < D; ++k) eq = eq && y[k] == x[k];
     return eq;
@@ -318,7 +323,7 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
       }
       q.tag = unsigned(position_hash<D>(q.x) >> 32);
       if (known(recent[q.tag & rmask], q.tag, q.x)) {
-        map[u[i]] = recent[q.tag & rmask].node;
+        map[u[i]] = node_of(recent[q.tag & rmask]);
         ++count;
         continue;
       }
@@ -337,15 +342,14 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
       const pending& q = blocks[b][m];
       place_slot& r = recent[q.tag & rmask];
       if (known(r, q.tag, q.x)) {
-        map[q.node] = r.node;
+        map[q.node] = node_of(r);
         ++count;
         continue;
       }
       for (std::size_t at = q.tag >> (32 - bits);; at = (at + 1) & mask) {
         place_slot& t = table[at];
-        if (t.node == NO_ID) {
-          t.tag = q.tag;
-          t.node = q.node;
+        if (t == empty_slot) {
+          t = place_slot(q.tag) << 32 | q.node;
           pl.first[used] = q.node;
           for (unsigned k = 0; k < D; ++k) {
             pl.x[used * D + k] = q.x[k];
@@ -357,7 +361,7 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
           break;
         }
         if (known(t, q.tag, q.x)) {
-          map[q.node] = t.node;
+          map[q.node] = node_of(t);
           ++count;
           r = t;
           break;
@@ -371,12 +375,12 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
       std::unique_ptr<detail::scratch_array<place_slot>> more(
           new detail::scratch_array<place_slot>(cap));
       place_slot* bigger = more->get();
-      for (std::size_t i = 0; i < cap; ++i) bigger[i].node = NO_ID;
+      for (std::size_t i = 0; i < cap; ++i) bigger[i] = empty_slot;
       for (std::size_t i = 0; i < cap / 2; ++i) {
-        const place_slot& t = table[i];
-        if (t.node == NO_ID) continue;
-        std::size_t at = t.tag >> (32 - bits);
-        while (bigger[at].node != NO_ID) at = (at + 1) & (cap - 1);
+        const place_slot t = table[i];
+        if (t == empty_slot) continue;
+        std::size_t at = tag_of(t) >> (32 - bits);
+        while (bigger[at] != empty_slot) at = (at + 1) & (cap - 1);
         bigger[at] = t;
       }
       storage.swap(more);
@@ -384,6 +388,8 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
     }
   }
   pl.count = used;
+  pl.table.swap(storage);
+  pl.table_size = cap;
   return count;
 }
 
@@ -421,7 +427,7 @@ void sort_by_bits(std::uint64_t* a, std::uint64_t* tmp, std::size_t n, unsigned 
 template <unsigned D>
 bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pair>& out) {
   const std::size_t n = pl.count;
-  if (n >= 0x7FFFFFFFu) return false;
+  if (n >= 0x7FFFFFFFu || 2 * n > pl.table_size) return false;
   // An entry of 64 bits: the cell numbers on top, axis 0 lowest, then a bit
   // set when the place's tolerance box lies in its cell, then its rank.
   unsigned rank_bits = 1;
@@ -454,8 +460,8 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
   };
   const std::uint64_t boxed = std::uint64_t(1) << rank_bits, rank_mask = boxed - 1;
   const std::uint64_t cell_mask = ~(boxed | rank_mask);
-  detail::scratch_array<std::uint64_t> entries(n), tmp(n);
-  std::uint64_t* E = entries.get();
+  std::uint64_t* E = pl.table->get();
+  std::uint64_t* tmp = E + n;
   const double* X = pl.x;
   for (std::size_t j = 0; j < n; ++j) {
     const double* p = X + j * D;
@@ -467,7 +473,7 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
     }
     E[j] = key_of(ix) | (in ? boxed : 0) | j;
   }
-  sort_by_bits(E, tmp.get(), n, low, low + width * D);
+  sort_by_bits(E, tmp, n, low, low + width * D);
   struct ranked {
     double d;
     unsigned rank_a, rank_b;

@@ -20,31 +20,24 @@ int simplify(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* 
     if (!check_IDs(*m, N)) return -2;
   if (pos.empty() || min_index >= N) return 0;
 
-  // The highest element of each node; NO_ID marks a node no element uses.
-  dense1D<unsigned> holder;
-  if (!holder.resize(N, NO_ID) || !node_map.resize(N, NO_ID)) {
+  // First the highest element of each node, NO_ID for a node no element
+  // uses; then, in place, the new numbers.
+  if (!node_map.resize(N, NO_ID)) {
     node_map.clear();
     return -199;
   }
-  for (dense2D<unsigned>* m = first; m != last; ++m) get_ancestors(*m, holder);
+  for (dense2D<unsigned>* m = first; m != last; ++m) get_ancestors(*m, node_map);
 
   unsigned* map = node_map.data();
-  for (unsigned i = 0; i < N; ++i) map[i] = i;
-  const unsigned* used = holder.data();
+  for (unsigned i = 0; i < min_index; ++i) map[i] = i;
   double* P = pos.data();
   const std::size_t ld = pos.ld();
   const unsigned rows = pos.rows();
   unsigned kept = min_index;
   for (unsigned i = min_index; i < N; ++i) {
-    if (used[i] == NO_ID) {
-      map[i] = NO_ID;
-      continue;
-    }
-    if (i > kept) {
-      std::copy(P + i * ld, P + i * ld + rows, P + kept * ld);
-      map[i] = kept;
-    }
-    ++kept;
+    if (map[i] == NO_ID) continue;
+    if (i > kept) std::copy(P + i * ld, P + i * ld + rows, P + kept * ld);
+    map[i] = kept++;
   }
   // Shrinking keeps the storage: the packed columns stay where they are.
   pos.resize(rows, kept);
