@@ -302,7 +302,7 @@ int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::si
   std::size_t used = 0;
   int count = 0;
   // The nodes of a block that the small table did not answer.
-  const std::size_t B = 64;
+  const std::size_t B = 256;
   struct pending {
     double x[D];
     unsigned node, tag;
