@@ -178,7 +178,7 @@ std::vector<unsigned> distinct(const dense1D<unsigned>& ids) {
 // set. Any node beyond the columns makes the set fail the check: -2.
 int collect_nodes(const dense2D<unsigned>* first, const dense2D<unsigned>* last, unsigned cols,
                   std::vector<unsigned>& nodes) {
-  std::vector<unsigned char> seen(cols, 0);
+  std::vector<std::uint64_t> seen((std::size_t(cols) + 63) / 64, 0);  // a bit per column
   std::size_t total = 0;
   for (const dense2D<unsigned>* m = first; m != last; ++m)
     total += std::size_t(m->rows()) * m->cols();
@@ -194,8 +194,9 @@ int collect_nodes(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
         const unsigned v = c[r];
         if (v == NO_ID) continue;
         if (v >= cols) return -2;
-        if (!seen[v]) {
-          seen[v] = 1;
+        const std::uint64_t bit = std::uint64_t(1) << (v & 63);
+        if (!(seen[v >> 6] & bit)) {
+          seen[v >> 6] |= bit;
           nodes.push_back(v);
         }
       }

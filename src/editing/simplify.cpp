@@ -1,7 +1,6 @@
 // Clean-up after editing: unused nodes out of the coordinates, degenerate
 // elements out of a connectivity. Both pack what remains in place, keeping
 // its order, so that other views on the same storage follow.
-#include <algorithm>
 #include <cstddef>
 
 #include "qz4/tessellix/editing.h"
@@ -36,7 +35,9 @@ int simplify(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* 
   unsigned kept = min_index;
   for (unsigned i = min_index; i < N; ++i) {
     if (map[i] == NO_ID) continue;
-    if (i > kept) std::copy(P + i * ld, P + i * ld + rows, P + kept * ld);
+    // A plain loop: a column is a few numbers, too short for a call.
+    if (i > kept)
+      for (unsigned k = 0; k < rows; ++k) P[kept * ld + k] = P[i * ld + k];
     map[i] = kept++;
   }
   // Shrinking keeps the storage: the packed columns stay where they are.
@@ -85,7 +86,8 @@ int remove_degenerated(dense2D<unsigned>& connectivity, dense1D<unsigned>& eleme
           break;
         }
     if (repeat) continue;
-    if (e > kept) std::copy(col, col + R, C + kept * ld);
+    if (e > kept)
+      for (unsigned k = 0; k < R; ++k) C[kept * ld + k] = col[k];
     map[e] = kept++;
   }
   connectivity.resize(R, kept);
