@@ -41,13 +41,25 @@ bool identity(dense1D<unsigned>& node_map, unsigned n) {
   return true;
 }
 
+// A list of distinct nodes, or with no IDs the nodes 0 to size - 1, as a
+// file reader's soup numbers its corners.
+struct node_list {
+  const unsigned* ids;
+  std::size_t size;
+  unsigned operator[](std::size_t i) const { return ids ? ids[i] : unsigned(i); }
+};
+
 // Points every node of `nodes` at the end of its chain of survivors.
-void compress(unsigned* map, const std::vector<unsigned>& nodes) {
-  for (unsigned u : nodes) {
+void compress(unsigned* map, node_list nodes) {
+  for (std::size_t i = 0; i < nodes.size; ++i) {
+    const unsigned u = nodes[i];
     unsigned r = map[u];
     while (map[r] != r) r = map[r];
     map[u] = r;
   }
+}
+void compress(unsigned* map, const std::vector<unsigned>& nodes) {
+  compress(map, node_list{nodes.data(), nodes.size()});
 }
 
 // Applies the sorted pairs; only pairs whose two nodes still stand for
@@ -205,6 +217,23 @@ int collect_nodes(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
   return 0;
 }
 
+// Whether the entries of the connectivities, in order, are 0, 1, 2, ... up
+// to the last column.
+bool numbered_in_order(const dense2D<unsigned>* first, const dense2D<unsigned>* last,
+                       unsigned cols) {
+  unsigned next = 0;
+  for (const dense2D<unsigned>* m = first; m != last; ++m) {
+    const unsigned rows = m->rows(), n = m->cols();
+    if (std::size_t(rows) * n == 0) continue;
+    const unsigned* C = m->data();
+    const std::size_t ld = m->ld();
+    for (unsigned e = 0; e < n; ++e)
+      for (unsigned r = 0; r < rows; ++r, ++next)
+        if (C[e * ld + r] != next) return false;
+  }
+  return next == cols;
+}
+
 // The list worker as written, on distinct node lists.
 int general_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
                   const std::vector<unsigned>& u2, dense1D<unsigned>& node_map, double tol) {
@@ -273,8 +302,8 @@ struct places {
 // blocks: the misses of a block ask for their slots while the block before
 // is settled, so that they wait for memory together, and early enough.
 template <unsigned D>
-int group_coincident(const double* P, std::size_t ld, const unsigned* u, std::size_t n,
-                     unsigned* map, places<D>& pl) {
+int group_coincident(const double* P, std::size_t ld, node_list u, unsigned* map, places<D>& pl) {
+  const std::size_t n = u.size;
   // About one place per six corners on a closed surface: at most half full
   // there, grown at half full elsewhere. Slots hold no coordinates, so that
   // the table stays small; the rare equal tag is settled by the matrix.
@@ -553,19 +582,19 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
 // The list worker on one list merged with itself, or -1 when only the
 // general worker can answer.
 template <unsigned D>
-int single_list_shortcut(const dense2D<double>& pos, const std::vector<unsigned>& u,
-                         dense1D<unsigned>& node_map, double tol) {
+int single_list_shortcut(const dense2D<double>& pos, node_list u, dense1D<unsigned>& node_map,
+                         double tol) {
   if (!(tol >= 0) || !std::isfinite(tol)) return -1;
   const double* P = pos.data();
   const std::size_t ld = pos.ld();
   if (!identity(node_map, pos.cols())) return -1;
   unsigned* map = node_map.data();
-  detail::scratch_array<unsigned> firsts(u.size());
-  detail::scratch_array<double> coordinates(u.size() * D);
+  detail::scratch_array<unsigned> firsts(u.size);
+  detail::scratch_array<double> coordinates(u.size * D);
   places<D> pl;
   pl.first = firsts.get();
   pl.x = coordinates.get();
-  int count = group_coincident<D>(P, ld, u.data(), u.size(), map, pl);
+  int count = group_coincident<D>(P, ld, u, map, pl);
   if (count < 0) return -1;
   if (tol > 0 && pl.count > 1) {
     std::vector<merge_pair> pairs;
@@ -594,8 +623,9 @@ int merge_lists(const dense2D<double>& pos, const std::vector<unsigned>& u1,
 
 int detail::merge_one_list(const dense2D<double>& pos, const std::vector<unsigned>& nodes,
                            dense1D<unsigned>& node_map, double tolerance) {
-  return pos.rows() == 2 ? single_list_shortcut<2>(pos, nodes, node_map, tolerance)
-                         : single_list_shortcut<3>(pos, nodes, node_map, tolerance);
+  const node_list u{nodes.data(), nodes.size()};
+  return pos.rows() == 2 ? single_list_shortcut<2>(pos, u, node_map, tolerance)
+                         : single_list_shortcut<3>(pos, u, node_map, tolerance);
 }
 
 int detail::merge_connectivities(const dense2D<double>& pos, dense2D<unsigned>* first,
@@ -607,6 +637,16 @@ int detail::merge_connectivities(const dense2D<double>& pos, dense2D<unsigned>* 
   if (first > last) return -3;
   if (tolerance < 0) return -5;
   if (merge_type > 2) return -6;
+  // A soup whose corners are numbered in order needs no list of its nodes.
+  if (merge_type == 0 && shortcut && numbered_in_order(first, last, pos.cols())) {
+    const node_list all{nullptr, pos.cols()};
+    const int count = pos.rows() == 2 ? single_list_shortcut<2>(pos, all, node_map, tolerance)
+                                      : single_list_shortcut<3>(pos, all, node_map, tolerance);
+    if (count >= 0) {
+      for (dense2D<unsigned>* m = first; m != last; ++m) change_indices(*m, node_map);
+      return count;
+    }
+  }
   std::vector<unsigned> nodes;
   const int status = collect_nodes(first, last, pos.cols(), nodes);
   if (status != 0 || nodes.empty()) return status;
