@@ -527,9 +527,20 @@ bool pairs_between_places(const places<D>& pl, double tol, std::vector<merge_pai
     }
     return true;
   };
+  // The places that will be read are asked for some entries ahead: those
+  // that share their cell or whose box leaves it.
+  const std::size_t ahead = 32;
+  auto wanted = [&](std::size_t j) {
+    return !(E[j] & boxed) || (j > 0 && ((E[j] ^ E[j - 1]) & cell_mask) == 0) ||
+           (j + 1 < n && ((E[j] ^ E[j + 1]) & cell_mask) == 0);
+  };
+  for (std::size_t j = 0; j < ahead && j < n; ++j)
+    if (wanted(j)) __builtin_prefetch(X + (E[j] & rank_mask) * D);
   for (std::size_t b = 0, e; b < n; b = e) {
     for (e = b + 1; e < n && ((E[e] ^ E[b]) & cell_mask) == 0; ++e) {
     }
+    for (std::size_t j = b + ahead; j < e + ahead && j < n; ++j)
+      if (wanted(j)) __builtin_prefetch(X + (E[j] & rank_mask) * D);
     if (e - b == 1 && (E[b] & boxed)) continue;
     for (std::size_t i = b; i < e; ++i) {
       const unsigned qa = unsigned(E[i] & rank_mask);
