@@ -17,10 +17,10 @@
 
 #include <unistd.h>
 
+#include "inputs.h"
 #include "qz4/tessellix/formats.h"
 #include "qz4/tessellix/topology.h"
 #include "structured_mesh.h"
-#include "torus.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
@@ -47,18 +47,8 @@ support::mesh tetrahedra() {
 void write_inputs() {
   const qz4bench::surface s = qz4bench::torus(1000, 1000);
   STL_output(stl_path, s.pos, s.tri, false);
-  // The reader takes CTETRA lines in this form (see bench_decks).
   const support::mesh d = tetrahedra();
-  std::FILE* f = std::fopen(deck_path, "w");
-  std::fprintf(f, "BEGIN BULK\n");
-  for (unsigned e = 0; e < d.conn.cols(); ++e)
-    std::fprintf(f, "CTETRA,%u,1,%u,%u,%u,%u\n", e, d.conn(0, e), d.conn(2, e), d.conn(1, e),
-                 d.conn(3, e));
-  for (unsigned n = 0; n < d.pos.cols(); ++n)
-    std::fprintf(f, "GRID*   %-16u%-#16g%-#16g\n*       %#g\n", n, d.pos(0, n), d.pos(1, n),
-                 d.pos(2, n));
-  std::fprintf(f, "ENDDATA\n");
-  std::fclose(f);
+  qz4bench::write_tetra_deck(deck_path, d.pos, d.conn);
 }
 
 // One service: its inputs, made before the clock starts, and one call.

@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <vector>
 
+#include "inputs.h"
 #include "qz4/tessellix/editing.h"
 #include "qz4/tessellix/formats.h"
-#include "torus.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
