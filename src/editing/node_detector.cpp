@@ -37,7 +37,8 @@ unsigned spread(unsigned v, unsigned D) {
 
 // The columns of `points` in the order of a Morton curve over their
 // bounding box, so that queries that follow each other walk down the same
-// paths of the tree and find them in cache. Non-finite columns come first.
+// paths of the tree and find them in cache. A coordinate that is not finite
+// counts as the lowest cell of its axis; the order changes no answer.
 // False when scratch could not be had.
 template <unsigned D>
 bool curve_order(const dense2D<double>& points, dense1D<unsigned>& order) {
