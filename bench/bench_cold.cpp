@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "inputs.h"
@@ -31,11 +32,34 @@ const char* const stl_path = "/tmp/qz4_bench_cold.stlb";
 const char* const deck_path = "/tmp/qz4_bench_cold.bdf";
 const char* const medit_path = "/tmp/qz4_bench_cold.mesh";
 
-double now() {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
+// Wall clock, processor time and page faults of a call.
+struct cost {
+  double wall, cpu, faults;
+};
+
+struct meter {
+  timespec w, c;
+  long faults;
+  meter() {
+    clock_gettime(CLOCK_MONOTONIC, &w);
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &c);
+    faults = minor_faults();
+  }
+  static long minor_faults() {
+    rusage u;
+    getrusage(RUSAGE_SELF, &u);
+    return u.ru_minflt;
+  }
+  static double seconds(const timespec& a, const timespec& b) {
+    return double(b.tv_sec - a.tv_sec) + 1e-9 * double(b.tv_nsec - a.tv_nsec);
+  }
+  cost stop() const {
+    timespec w2, c2;
+    clock_gettime(CLOCK_MONOTONIC, &w2);
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &c2);
+    return cost{seconds(w, w2), seconds(c, c2), double(minor_faults() - faults)};
+  }
+};
 
 // 50 x 50 x 67 cells of six tetrahedra: 1,005,000 elements, shuffled.
 support::mesh tetrahedra() {
@@ -54,35 +78,35 @@ void write_inputs() {
 // One service: its inputs, made before the clock starts, and one call.
 struct service {
   const char* name;
-  double (*call)(const support::mesh& m);
+  cost (*call)(const support::mesh& m);
 };
 
-double timed_stl(const support::mesh&) {
+cost timed_stl(const support::mesh&) {
   dense2D<double> pos;
   dense2D<unsigned> tri;
-  const double t0 = now();
+  const meter m;
   STL_input(stl_path, pos, tri, false);
-  return now() - t0;
+  return m.stop();
 }
-double timed_nastran(const support::mesh&) {
+cost timed_nastran(const support::mesh&) {
   dense2D<double> pos;
   dense2D<unsigned> conn;
   dense1D<unsigned> starts, props;
   dense1D<int> kinds;
-  const double t0 = now();
+  const meter m;
   NASTRAN_input(deck_path, pos, conn, starts, kinds, props);
-  return now() - t0;
+  return m.stop();
 }
-double timed_medit(const support::mesh& m) {
-  const double t0 = now();
-  medit_output(medit_path, m.pos, m.conn, m.type);
-  return now() - t0;
+cost timed_medit(const support::mesh& mesh) {
+  const meter m;
+  medit_output(medit_path, mesh.pos, mesh.conn, mesh.type);
+  return m.stop();
 }
-double timed_neighbors(const support::mesh& m) {
+cost timed_neighbors(const support::mesh& mesh) {
   dense2D<unsigned> nb;
-  const double t0 = now();
-  get_neighbors(m.conn, m.type, false, nb);
-  return now() - t0;
+  const meter m;
+  get_neighbors(mesh.conn, mesh.type, false, nb);
+  return m.stop();
 }
 
 const service services[] = {{"STL_input", timed_stl},
@@ -99,13 +123,13 @@ double median(std::vector<double> v) {
 }
 
 // The first call of a fresh process running this program.
-double first_call(const char* self, const service& s) {
+cost first_call(const char* self, const service& s) {
   const std::string command = std::string(self) + " --first " + s.name;
   std::FILE* p = popen(command.c_str(), "r");
-  double t = -1;
-  if (p && std::fscanf(p, "%lf", &t) != 1) t = -1;
+  cost c{-1, -1, -1};
+  if (p && std::fscanf(p, "%lf %lf %lf", &c.wall, &c.cpu, &c.faults) != 3) c = cost{-1, -1, -1};
   if (p) pclose(p);
-  return t;
+  return c;
 }
 
 }  // namespace
@@ -115,7 +139,8 @@ int main(int argc, char** argv) {
     for (const service& s : services)
       if (!std::strcmp(argv[2], s.name)) {
         const support::mesh m = needs_mesh(s) ? tetrahedra() : support::mesh();
-        std::printf("%.6f\n", s.call(m));
+        const cost c = s.call(m);
+        std::printf("%.6f %.6f %.0f\n", c.wall, c.cpu, c.faults);
         return 0;
       }
     return 1;
@@ -134,18 +159,21 @@ int main(int argc, char** argv) {
   const support::mesh m = tetrahedra();
   std::printf("first call in a fresh process against the median of repeated calls, %u rounds\n",
               rounds);
-  std::printf("  %-16s %10s %10s %8s\n", "", "first (s)", "warm (s)", "ratio");
+  std::printf("  %-15s %19s %19s %13s %17s\n", "", "wall first / warm", "cpu first / warm",
+              "ratio w / c", "faults f / w");
   for (const service& s : services) {
     if (!chosen.empty() && std::find(chosen.begin(), chosen.end(), s.name) == chosen.end())
       continue;
     s.call(m);  // the warm calls follow one untimed call
-    std::vector<double> first, warm;
+    std::vector<double> fw, fc, ff, ww, wc, wf;
     for (unsigned r = 0; r < rounds; ++r) {
-      first.push_back(first_call(self, s));
-      warm.push_back(s.call(m));
+      const cost f = first_call(self, s), w = s.call(m);
+      fw.push_back(f.wall), fc.push_back(f.cpu), ff.push_back(f.faults);
+      ww.push_back(w.wall), wc.push_back(w.cpu), wf.push_back(w.faults);
     }
-    const double f = median(first), w = median(warm);
-    std::printf("  %-16s %10.3f %10.3f %8.2f\n", s.name, f, w, f / w);
+    const double a = median(fw), b = median(ww), c = median(fc), d = median(wc);
+    std::printf("  %-15s %9.3f %9.3f %9.3f %9.3f %6.2f %6.2f %8.0f %8.0f\n", s.name, a, b, c, d,
+                a / b, c / d, median(ff), median(wf));
   }
   std::remove(stl_path);
   std::remove(deck_path);
