@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/scratch.h"
+#include "editing/curve_order.h"
 #include "editing/merge_paths.h"
 #include "editing/node_tree.h"
 #include "qz4/tessellix/editing.h"
@@ -117,14 +118,31 @@ int list_worker_d(const dense2D<double>& pos, const std::vector<unsigned>& u1,
   if (!identity(node_map, pos.cols())) return -199;
   const double* P = pos.data();
   const std::size_t ld = pos.ld();
+  // The boxes are searched along a space-filling curve, for the cache; each
+  // pair keeps the place it would have had, searched in list order (its
+  // node's rank, then the walk's order), which settles equal distances.
+  dense1D<unsigned> order;
+  const bool curve = curve_order<D>(P, ld, u2.data(), unsigned(u2.size()), order);
+  struct made_pair {
+    merge_pair p;
+    std::uint64_t made;
+  };
+  std::vector<made_pair> made;
   std::vector<merge_pair> pairs;
   std::vector<unsigned> found;
-  for (unsigned a : u2)
-    search_pairs(tree, P, ld, a, tol, found, pairs,
+  for (std::size_t i = 0; i < u2.size(); ++i) {
+    const unsigned rank = curve ? order[unsigned(i)] : unsigned(i);
+    pairs.clear();
+    search_pairs(tree, P, ld, u2[rank], tol, found, pairs,
                  [](const std::vector<unsigned>&) { return true; });
-  std::stable_sort(pairs.begin(), pairs.end(), [](const merge_pair& x, const merge_pair& y) {
-    return x.distance < y.distance;
+    for (std::size_t k = 0; k < pairs.size(); ++k)
+      made.push_back(made_pair{pairs[k], std::uint64_t(rank) << 32 | k});
+  }
+  std::sort(made.begin(), made.end(), [](const made_pair& x, const made_pair& y) {
+    return x.p.distance < y.p.distance || (x.p.distance == y.p.distance && x.made < y.made);
   });
+  pairs.clear();
+  for (const made_pair& m : made) pairs.push_back(m.p);
   unsigned* map = node_map.data();
   const int count = apply_pairs(map, pairs);
   compress(map, u1);
