@@ -3,8 +3,8 @@
 #ifndef QZ4_FORMATS_COLUMNS_H
 #define QZ4_FORMATS_COLUMNS_H
 
-#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "qz4/dense.h"
 
@@ -18,6 +18,9 @@ class column_builder {
   explicit column_builder(unsigned rows, unsigned expected = 0) : m_(rows, 0) {
     if (expected) m_.resize(rows, expected);
   }
+  /// Starts from the columns of a matrix without gaps between them (ld ==
+  /// rows), shared, not copied.
+  explicit column_builder(const dense2D<T>& filled) : m_(filled), n_(filled.cols()) {}
   unsigned rows() const { return m_.rows(); }
   unsigned cols() const { return n_; }
   /// The next column's storage; null when it could not grow.
@@ -25,16 +28,22 @@ class column_builder {
     if (n_ == m_.cols() && !m_.resize(m_.rows(), 2 * n_ + 64)) return nullptr;
     return m_.data() + std::size_t(n_++) * m_.rows();
   }
-  /// Storage for the next `count` columns, side by side; null when it
+  /// Room for `more` columns past those filled: at least double the
+  /// columns, so that a column at a time costs a constant.
+  bool reserve(unsigned more) {
+    const std::uint64_t need = std::uint64_t(n_) + more;
+    if (need <= m_.cols()) return true;
+    if (need > 0xFFFFFFFFu) return false;
+    const std::uint64_t doubled = 2 * std::uint64_t(n_) + 64;
+    return m_.resize(m_.rows(), unsigned(need > doubled || doubled > 0xFFFFFFFFu ? need : doubled));
+  }
+  /// Storage of `count` more columns, one after the other; null when it
   /// could not grow.
   T* take(unsigned count) {
-    if (std::size_t(n_) + count > m_.cols()) {
-      const std::size_t want = std::max<std::size_t>(2 * std::size_t(n_) + 64, n_ + count);
-      if (want > 0xFFFFFFFFu || !m_.resize(m_.rows(), unsigned(want))) return nullptr;
-    }
-    T* c = m_.data() + std::size_t(n_) * m_.rows();
+    if (!reserve(count)) return nullptr;
+    T* first = m_.data() + std::size_t(n_) * m_.rows();
     n_ += count;
-    return c;
+    return first;
   }
   T* col(unsigned j) { return m_.data() + std::size_t(j) * m_.rows(); }
   /// More rows: the columns keep their entries, the new rows get `fill`.
