@@ -341,7 +341,11 @@ class reader {
     }
     // 5.1: a offsets (cells + 1), b point numbers.
     std::string_view t;
-    if (a == 0 || a > 0xFFFFFFFFu || b > 0xFFFFFFFFu) return -3;
+    // At least a byte per number (a digit and a blank in text) before
+    // anything is allocated for them.
+    if (a == 0 || a > 0xFFFFFFFFu || b > 0xFFFFFFFFu ||
+        (a + b) * (binary_ ? 1 : 2) > in_.left() + 1)
+      return -3;
     if (!cells.size(a - 1, b)) return -199;
     unsigned* off = cells.offsets.data();
     unsigned* ids = cells.ids.data();
