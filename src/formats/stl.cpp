@@ -337,7 +337,7 @@ int STL_output(const char* filename, const dense2D<double>& pos, const dense2D<u
   bool ok;
   {
     io::text_writer out(f);
-    const unsigned n = triangles.cols();
+    const unsigned n = triangles.empty() ? 0 : triangles.cols();  // (0 x m) is empty too
     if (text) {
       out.put("solid QZ4\n");
     } else {

@@ -24,7 +24,8 @@ int invert(const dense2D<unsigned>& connectivity, dense1D<unsigned>& index,
   const std::size_t ld = connectivity.ld();
   const unsigned* const c = connectivity.data();
   const unsigned nodes = max_ID(connectivity) + 1;  // 1 when all is padding
-  if (!index.resize(nodes + 1, 0u)) return -199;
+  // An index of NO_ID + 1 entries (the largest ID is NO_ID - 1) fits no block.
+  if (nodes == NO_ID || !index.resize(nodes + 1, 0u)) return -199;
 
   // Count into index[n + 1], so that the running sums leave the start of
   // node n in index[n]; filling then advances index[n] to the start of n + 1.
@@ -170,7 +171,7 @@ int get_node_graph(const dense2D<unsigned>& connectivity, dense1D<unsigned>& ind
   if (connectivity.empty()) return index.resize(1, 0u) ? 0 : -199;
 
   const unsigned nodes = max_ID(connectivity) + 1;  // 1 when all is padding
-  if (!index.resize(nodes + 1)) {
+  if (nodes == NO_ID || !index.resize(nodes + 1)) {
     index.clear();
     return -199;
   }

@@ -76,8 +76,18 @@ int get_subdomains(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elemen
 int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors,
                    dense1D<unsigned>& starts) {
   dense1D<unsigned> elements;
+  if (neighbors.cols() != connectivity.cols()) {
+    starts.clear();
+    return -1;
+  }
   const int status = get_subdomains(neighbors, elements, starts);
   if (status != 0) return status;
+  for (unsigned e : elements)
+    if (e >= connectivity.cols()) {
+      // A neighbour named as the column count has no column to move.
+      starts.clear();
+      return -1;
+    }
 
   // New matrices with their columns in the order of `elements`, and the map
   // from old columns to new ones.

@@ -34,6 +34,11 @@ TEST(Incidence, HandExamples) {
   EXPECT_EQ((id_table{std_of(index), std_of(out)}),
             (id_table{{0, 3, 6, 11, 14, 16, 16, 18},
                       {3, 1, 2, 3, 0, 2, 3, 0, 1, 4, 6, 0, 1, 2, 2, 6, 4, 2}}));
+  // The largest ID there is would need an index past any block.
+  for (int kind : {0, 1, 2}) {
+    dense1D<unsigned> fresh;
+    EXPECT_EQ(incidence(kind, conn(2, {{0, X - 1}}), fresh, out), -199);
+  }
   for (int kind : {1, 2})
     for (const dense2D<unsigned>& e : {dense2D<unsigned>(2, 0), dense2D<unsigned>(3, 2, X)}) {
       dense1D<unsigned> i(4, 1u), o(3, 1u);

@@ -36,6 +36,16 @@ TEST(Subdomains, HandExamples) {
   EXPECT_EQ(all_columns(nb),
             all_columns(conn(3, {{1, X, 2}, {3, 0}, {0, 3}, {2, 1}, {X, 5}, {6, 4}, {5}})));
   EXPECT_EQ(column(old_view, 1), (ids{10, 11}));
+  // Refused: matrices of different column counts, a neighbour named as the
+  // column count; both left as they were.
+  dense2D<unsigned> one = conn(1, {{1}, {X}}), seven = c;
+  EXPECT_EQ((std::vector<int>{get_subdomains(seven, one, starts), get_subdomains(one, one, starts),
+                              int(starts.size())}),
+            (std::vector<int>{-1, 0, 2}));
+  dense2D<unsigned> named = conn(1, {{2}, {X}}), pair = conn(1, {{7}, {8}});
+  EXPECT_EQ((std::vector<int>{get_subdomains(pair, named, starts), int(starts.size())}),
+            (std::vector<int>{-1, 0}));
+  EXPECT_EQ(all_columns(pair), all_columns(conn(1, {{7}, {8}})));
 }
 
 TEST(Subdomains, OutOfMemory) {

@@ -172,8 +172,10 @@ QZ4_API int get_subdomains(const dense2D<unsigned>& neighbors, dense1D<unsigned>
 ///
 /// In/out: `connectivity`, `neighbors` (same column count). Out: `starts`,
 /// the column range of each subdomain.
-/// Status: 0; -199 when memory ran out, with both matrices and `starts`
-/// cleared.
+/// Status, in this order: -1 when the two matrices differ in column count,
+/// or when a neighbour entry equals it (both matrices untouched, `starts`
+/// cleared); -199 when memory ran out, with both matrices and `starts`
+/// cleared; 0.
 QZ4_API int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors,
                            dense1D<unsigned>& starts);
 
