@@ -74,14 +74,11 @@ void add_clean(CLI::App& app) {
   auto o = std::make_shared<clean_options>();
   CLI::App* c = app.add_subcommand(
       "clean", "Merges coincident nodes, drops collapsed elements and unused nodes");
-  c->add_option("IN", o->in, "Mesh file to read")->required();
-  c->add_option("OUT", o->out, "File to write")->required();
+  add_files(*c, o->in, &o->out, o->from, &o->to);
   c->add_option("--tolerance", o->tolerance,
                 "Nodes closer than this merge (default: exactly coincident ones; an STL file is "
                 "welded by its reader within 5% of its smallest triangle height)")
       ->check(CLI::NonNegativeNumber);
-  c->add_option("--from", o->from, "Format of IN when its extension does not tell");
-  c->add_option("--to", o->to, "Format of OUT when its extension does not tell");
   c->footer(
       "Elements that name a node twice after the merge are removed, then the nodes that no "
       "element uses; the result goes to OUT.\n"

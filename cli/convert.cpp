@@ -69,11 +69,7 @@ void add_convert(CLI::App& app) {
   auto o = std::make_shared<convert_options>();
   CLI::App* c = app.add_subcommand(
       "convert", "Reads IN and writes its mesh to OUT, in the formats of their extensions");
-  c->add_option("IN", o->in, "Mesh file to read")->required();
-  c->add_option("OUT", o->out, "File to write (replaced only when the whole mesh is written)")
-      ->required();
-  c->add_option("--from", o->from, "Format of IN when its extension does not tell");
-  c->add_option("--to", o->to, "Format of OUT when its extension does not tell");
+  add_files(*c, o->in, &o->out, o->from, &o->to);
   c->add_flag("--ascii", o->ascii, "Text STL instead of binary");
   c->add_flag("--boundary", o->boundary,
               "Write the boundary surface of the solids instead of the mesh");

@@ -166,8 +166,7 @@ void add_info(CLI::App& app) {
       "info",
       "What a mesh file holds: nodes, elements per kind, bounding box, parts, open "
       "boundary and shape quality");
-  c->add_option("FILE", o->file, "Mesh file")->required();
-  c->add_option("--from", o->from, "Format of FILE when its extension does not tell");
+  add_files(*c, o->file, nullptr, o->from, nullptr);
   c->add_flag("--json", o->json, "One JSON object on stdout");
   c->footer("Example: tessellix info part.stl --json");
   c->callback([o] { run(*o); });

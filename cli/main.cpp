@@ -7,6 +7,18 @@
 
 #include "tool.h"
 
+namespace cli {
+
+void add_files(CLI::App& command, std::string& in, std::string* out, std::string& from,
+               std::string* to) {
+  command.add_option("IN", in, "Mesh file to read")->required();
+  if (out) command.add_option("OUT", *out, "File to write, replaced only when whole")->required();
+  command.add_option("--from", from, "Format of IN when its extension does not tell");
+  if (to) command.add_option("--to", *to, "Format of OUT when its extension does not tell");
+}
+
+}  // namespace cli
+
 int main(int argc, char** argv) {
   CLI::App app("Inspects, converts, cleans, measures and grades meshes with qz4tessellix.",
                "tessellix");

@@ -104,8 +104,7 @@ void add_quality(CLI::App& app) {
   auto o = std::make_shared<quality_options>();
   CLI::App* c =
       app.add_subcommand("quality", "Shape quality histograms per kind and the worst elements");
-  c->add_option("IN", o->in, "Mesh file to read")->required();
-  c->add_option("--from", o->from, "Format of IN when its extension does not tell");
+  add_files(*c, o->in, nullptr, o->from, nullptr);
   c->add_option("--out", o->out,
                 "Also write the quality for a viewer: .vtk (the mesh with the quality as cell "
                 "data) or .sol (a MEDIT solution: the worst quality around each node)");

@@ -207,10 +207,10 @@ void add_quality(CLI::App& app);
 void add_grade(CLI::App& app);
 void add_transform(CLI::App& app);
 
-/// The --from / --to option shared by the commands.
-struct format_choice {
-  std::string from, to;
-};
+/// The file arguments most commands share: IN, OUT when `out` is given, and
+/// --from / --to for formats their extensions do not tell.
+void add_files(CLI::App& command, std::string& in, std::string* out, std::string& from,
+               std::string* to);
 
 }  // namespace cli
 

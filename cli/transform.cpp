@@ -168,24 +168,21 @@ void add_transform(CLI::App& app) {
   auto o = std::make_shared<transform_options>();
   CLI::App* c = app.add_subcommand("transform", "Translates, rotates, scales or mirrors a mesh");
   o->command = c;
-  c->add_option("IN", o->in, "Mesh file to read")->required();
-  c->add_option("OUT", o->out, "File to write")->required();
-  c->add_option("--translate", o->translate, "x,y,z")->delimiter(',')->expected(1);
+  add_files(*c, o->in, &o->out, o->from, &o->to);
+  c->add_option("--translate", o->translate, "x,y,z")->delimiter(',')->allow_extra_args(false);
   c->add_option("--rotate", o->rotate,
                 "angle[,ax,ay,az[,cx,cy,cz]]: about the axis (default z) through the centre "
                 "(default 0,0,0), counter-clockwise")
       ->delimiter(',')
-      ->expected(1);
+      ->allow_extra_args(false);
   c->add_option("--scale", o->scale, "s[,cx,cy,cz]: about the centre (default 0,0,0)")
       ->delimiter(',')
-      ->expected(1);
+      ->allow_extra_args(false);
   c->add_option("--mirror", o->mirror,
                 "nx,ny,nz[,px,py,pz]: through the plane of that normal through the point "
                 "(default 0,0,0)")
       ->delimiter(',')
-      ->expected(1);
-  c->add_option("--from", o->from, "Format of IN when its extension does not tell");
-  c->add_option("--to", o->to, "Format of OUT when its extension does not tell");
+      ->allow_extra_args(false);
   c->footer(
       "Each transform at most once, applied in the order given; numbers separated by "
       "commas, angles in degrees. A mirror keeps the elements' orientation.\n"

@@ -177,7 +177,7 @@ elif group == "errors":
     os.mkdir("nowhere_file_parent")
     rows = [
         ([], 1, "A subcommand is required"),
-        (["info"], 1, "FILE is required"),
+        (["info"], 1, "IN is required"),
         (["resize", stl], 1, "A subcommand is required"),
         (["info", "missing.stl"], 2, "cannot read missing.stl (STL): No such file or directory"),
         (["info", "mesh.xyz"], 1, "cannot tell the format of mesh.xyz from its extension: give --from"),
