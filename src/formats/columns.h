@@ -4,6 +4,7 @@
 #define QZ4_FORMATS_COLUMNS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "qz4/dense.h"
 
@@ -23,6 +24,20 @@ class column_builder {
   T* next() {
     if (n_ == m_.cols() && !m_.resize(m_.rows(), 2 * n_ + 64)) return nullptr;
     return m_.data() + std::size_t(n_++) * m_.rows();
+  }
+  /// Room for `more` columns past those filled, taken in one step.
+  bool reserve(unsigned more) {
+    if (std::uint64_t(n_) + more <= m_.cols()) return true;
+    if (std::uint64_t(n_) + more > 0xFFFFFFFFu) return false;
+    return m_.resize(m_.rows(), n_ + more);
+  }
+  /// Storage of `count` more columns, one after the other; null when it
+  /// could not grow.
+  T* take(unsigned count) {
+    if (!reserve(count)) return nullptr;
+    T* first = m_.data() + std::size_t(n_) * m_.rows();
+    n_ += count;
+    return first;
   }
   T* col(unsigned j) { return m_.data() + std::size_t(j) * m_.rows(); }
   /// More rows: the columns keep their entries, the new rows get `fill`.

@@ -225,9 +225,12 @@ int NASTRAN_output(const char* filename, const dense2D<double>& pos, const dense
       unsigned begin, end;
       deck::run_columns(starts, r, conn.cols(), begin, end);
       if (begin == end || kinds[r] < 0 || kinds[r] > 20) continue;
-      const element_type kind = deck::written_kind(element_type(kinds[r]), conn, begin);
+      const element_type given = element_type(kinds[r]);
+      const element_type kind = deck::written_kind(given, conn, begin);
       const written_card& card = written[kind];
-      if (!card.keyword) continue;
+      // "CPENTA" stands for the pyramids of a mixed run only: a run of
+      // pyramids is left out like the kinds without a card.
+      if (!card.keyword || (kind == ET_PYRA5 && given != ET_SOLID_MIXED)) continue;
       for (unsigned e = begin; e < end; ++e) {
         const unsigned* col = conn.data() + std::size_t(e) * conn.ld();
         out.put(card.keyword);

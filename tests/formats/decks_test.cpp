@@ -59,13 +59,14 @@ TEST(Nastran, WritesOneFixedForm) {
           banner("$                GRID POINTS             \n") +
           "GRID*   0               0.00000         1.00000         \n*       1.23457e+06\n"
           "GRID*   1               -0.500000       0.00000         \n*       0.00000\nENDDATA\n");
-  // Cards without keyword, pyramids of zeros, a mixed run by its first column.
-  deck e = one_of_each({ET_PENTA6, ET_PYRA5, ET_HEXA8});
-  e.kinds[2] = ET_SOLID_MIXED;
-  e.conn = e.conn.sub_matrix(0, 0, 8, 3);  // a view with ld > rows
+  // Cards without keyword, a run by the kind of its first column: a mixed
+  // pyramid as five zeros, a run of pyramids not at all.
+  deck e = one_of_each({ET_PENTA6, ET_PYRA5, ET_PYRA5, ET_HEXA8});
+  e.kinds[2] = e.kinds[3] = ET_SOLID_MIXED;
+  e.conn = e.conn.sub_matrix(0, 0, 8, 4);  // a view with ld > rows
   ASSERT_EQ(0, write(false, path, e));
-  EXPECT_TRUE(has(slurp(path),
-                  "\n,0,10,0,1,2,3,4,5,\nCPENTA,1,11,0,0,0,0,0,\nCHEXA,2,12,2,3,4,5,6,7,8,9,\n"));
+  EXPECT_TRUE(has(slurp(path), "\n,0,10,0,1,2,3,4,5,\nCPENTA,2,12,0,0,0,0,0,\nCHEXA,3,13,3,4,5,6,7,8,9,"
+                               "10,\n$"));
 }
 
 TEST(Nastran, ReadsEveryCardForm) {

@@ -74,6 +74,38 @@ int main(int argc, char** argv) {
             ? STL_input(path.c_str(), pos, conn, argc > 3 && std::string(argv[3]) == "text")
             : WavefrontOBJ_input(path.c_str(), pos, normals, textures, conn, quad);
     if (s >= 0) std::printf("%u %u %u\n", pos.cols(), conn.cols(), quad.cols()), s = 0;
+  } else if (what == "medit" || what == "vtk") {
+    // "status nodes rows", the coordinates' sum, then per connectivity
+    // "kind elements sum-of-indices sum-of-references".
+    dense1D<dense2D<unsigned>> conns;
+    dense1D<dense1D<int>> refs;
+    dense1D<int> node_refs;
+    unsigned skipped = 0;
+    s = what == "medit" ? medit_input(path.c_str(), pos, node_refs, conns, kinds, refs)
+                        : vtk_input(path.c_str(), pos, conns, kinds, skipped);
+    double sum = 0;
+    for (unsigned n = 0; n < pos.cols(); ++n)
+      for (unsigned r = 0; r < pos.rows(); ++r) sum += pos(r, n);
+    std::printf("%d %u %u %u %.9g\n", s, pos.cols(), pos.rows(), skipped, sum);
+    for (unsigned k = 0; k < conns.size(); ++k) {
+      unsigned long long ids = 0, refsum = 0;
+      for (unsigned e = 0; e < conns[k].cols(); ++e)
+        for (unsigned r = 0; r < conns[k].rows(); ++r) ids += conns[k](r, e);
+      for (unsigned e = 0; k < refs.size() && e < refs[k].size(); ++e) refsum += refs[k][e];
+      std::printf("%d %u %llu %llu\n", kinds[k], conns[k].cols(), ids, refsum);
+    }
+  } else if (what == "sol") {
+    dense1D<dense2D<double>> fields;
+    const int n = medit_solution_input(path.c_str(), fields, kinds);
+    std::printf("%d", n);
+    for (unsigned f = 0; f < fields.size(); ++f) {
+      double sum = 0;
+      for (unsigned c = 0; c < fields[f].cols(); ++c)
+        for (unsigned r = 0; r < fields[f].rows(); ++r) sum += fields[f](r, c);
+      std::printf(" %d %u %.9g", kinds[f], fields[f].rows(), sum);
+    }
+    std::printf("\n");
+    s = n < 0;
   } else {
     return 2;
   }

@@ -341,8 +341,11 @@ QZ4_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense
 /// keyword, column, property, nodes), a constant MAT1 card, a large-field
 /// GRID* card per node (x, y on the first line, z on the continuation, as
 /// "%#g") and "ENDDATA". Wedges, 10-node tetrahedra and 20-node hexahedra
-/// have no keyword (their lines start with a comma), pyramids are written as
-/// "CPENTA" of five zeros, and a tetrahedron's fourth node is written as 0.
+/// have no keyword (their lines start with a comma), the pyramids of an
+/// ET_SOLID_MIXED run whose first column is a pyramid are written as
+/// "CPENTA" of five zeros (a run of ET_PYRA5 is left out, like ET_EDGE3,
+/// ET_QUAD9, ET_PYRA14, ET_PENTA18 and ET_HEXA27), and a tetrahedron's
+/// fourth node is written as 0.
 QZ4_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
                            const dense2D<unsigned>& conn, const dense1D<unsigned>& starts,
                            const dense1D<int>& kinds, const dense1D<unsigned>& properties);
