@@ -290,13 +290,19 @@ elif group == "fuzz":
     # Every seed and every input that once broke a reader: read, never a crash.
     corpus, regressions = sys.argv[4], sys.argv[5]
     formats = {"stl": "stl", "obj": "obj", "nastran": "nastran", "femap": "femap", "medit": "mesh", "vtk": "vtk"}
+    deck("tetra.nas", TETRA, [("CTETRA", [0, 1, 2, 3])])  # solutions are read by grade, over it
     count = 0
     for folder in (corpus, regressions):
         for reader in sorted(os.listdir(folder)) if os.path.isdir(folder) else []:
-            if reader not in formats or not os.path.isdir(os.path.join(folder, reader)):
+            if reader not in formats and reader != "solution" or not os.path.isdir(os.path.join(folder, reader)):
                 continue
             for name in sorted(os.listdir(os.path.join(folder, reader))):
-                status = run("info", os.path.join(folder, reader, name), "--from", formats[reader])[0]
+                path = os.path.join(folder, reader, name)
+                if reader == "solution":
+                    shutil.copy(path, "seed.sol")
+                    status = run("grade", "tetra.nas", "seed.sol", "graded.sol")[0]
+                else:
+                    status = run("info", path, "--from", formats[reader])[0]
                 check(f"{reader}/{name}", status in (0, 2), True)
                 count += 1
     check("inputs", count > 0, True)
