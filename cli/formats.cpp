@@ -34,22 +34,22 @@ const format_row formats[] = {
 constexpr unsigned bit(element_type t) { return 1u << t; }
 
 // The kinds each writer carries whole: STL and OBJ hold surfaces (STL's
-// quadrangles go as two triangles each); the MEDIT writer keeps corners only;
-// VTK keeps every node; the EnSight writer drops pyramids and writes
-// ET_TRIA6 twice over; the NASTRAN writer loses a node of every tetrahedron
-// and writes wedges and quadratic solids without a keyword; FEMAP has no
-// topology code for the rest.
+// quadrangles go as two triangles each); the MEDIT writer keeps corners only
+// and the VTK writer shows a quadratic element as a linear cell beside a cell
+// of loose points; the EnSight writer drops pyramids and writes ET_TRIA6
+// twice over; the NASTRAN writer loses a node of every tetrahedron and writes
+// wedges and quadratic solids without a keyword; FEMAP has no topology code
+// for the rest.
 unsigned held_kinds(file_format f) {
+  constexpr unsigned linear = bit(ET_EDGE2) | bit(ET_TRIA3) | bit(ET_QUAD4) | bit(ET_TETRA4) |
+                              bit(ET_PYRA5) | bit(ET_PENTA6) | bit(ET_HEXA8);
   switch (f) {
     case file_format::stl:
     case file_format::obj:
       return bit(ET_TRIA3) | bit(ET_QUAD4);
     case file_format::medit:
-      return bit(ET_EDGE2) | bit(ET_TRIA3) | bit(ET_QUAD4) | bit(ET_TETRA4) | bit(ET_PYRA5) |
-             bit(ET_PENTA6) | bit(ET_HEXA8);
     case file_format::vtk:
-      return ((1u << 21) - 1) & ~(bit(ET_NONE) | bit(ET_NODE) | bit(ET_EDGE_MIXED) |
-                                  bit(ET_FACE_MIXED) | bit(ET_SOLID_MIXED));
+      return linear;
     case file_format::ensight:
       return bit(ET_EDGE2) | bit(ET_EDGE3) | bit(ET_TRIA3) | bit(ET_QUAD4) | bit(ET_QUAD8) |
              bit(ET_TETRA4) | bit(ET_TETRA10) | bit(ET_PENTA6) | bit(ET_HEXA8) | bit(ET_HEXA20);
@@ -451,6 +451,7 @@ int write_vtk(const mesh& m, const char* file, const std::vector<dense1D<double>
   unsigned count = 0;
   dense1D<unsigned> cells, types;
   for (std::size_t b = 0; b < m.conn.size(); ++b) {
+    if (m.kind[b] == ET_NODE) continue;  // no VTK cell of the library's
     const int s = vtk_convert(m.conn[b], m.kind[b], count, cells, types);
     if (s < 0) return s;
   }
@@ -462,6 +463,7 @@ int write_vtk(const mesh& m, const char* file, const std::vector<dense1D<double>
     // cells, its corners and a poly-vertex of the others.
     std::fprintf(f, "CELL_DATA %u\nSCALARS quality double 1\nLOOKUP_TABLE default\n", count);
     for (std::size_t b = 0; b < m.conn.size(); ++b) {
+      if (m.kind[b] == ET_NODE) continue;
       const unsigned twice = m.conn[b].rows() > element_corners[m.kind[b]] ? 2 : 1;
       const dense1D<double>& q = (*cell_values)[b];
       for (unsigned e = 0; e < m.conn[b].cols(); ++e)
@@ -476,15 +478,16 @@ int write_vtk(const mesh& m, const char* file, const std::vector<dense1D<double>
 void write_mesh(const mesh& m, const output_file& out, file_format f, const write_options& o) {
   stage st("write");
   // Refuse, naming them, the kinds the format would lose.
-  std::string lost, held;
+  unsigned present = 0;
   for (std::size_t b = 0; b < m.conn.size(); ++b)
-    if (m.conn[b].cols() && !(held_kinds(f) & bit(m.kind[b])) &&
-        lost.find(kind_name(m.kind[b])) == std::string::npos)
-      lost += std::string(lost.empty() ? "" : ", ") + kind_name(m.kind[b]);
-  if (!lost.empty()) {
-    for (int k = 0; k < 21; ++k)
-      if (held_kinds(f) & bit(element_type(k)))
-        held += std::string(held.empty() ? "" : ", ") + kind_name(element_type(k));
+    if (m.conn[b].cols()) present |= bit(m.kind[b]);
+  if (present & ~held_kinds(f)) {
+    std::string lost, held;
+    for (int k = 0; k < 21; ++k) {
+      std::string* list = held_kinds(f) & bit(element_type(k)) ? &held : &lost;
+      if (list == &held || present & bit(element_type(k)))
+        *list += std::string(list->empty() ? "" : ", ") + kind_name(element_type(k));
+    }
     const bool solids = f == file_format::stl || f == file_format::obj;
     cannot_write(out, f,
                  format("it cannot hold %s (it holds %s)%s", lost.c_str(), held.c_str(),

@@ -174,6 +174,13 @@ elif group == "errors":
     deck("dangling.nas", TETRA, [("CTRIA3", [0, 1, 9])])
     write("nobulk.nas", text("tetra.nas").replace("BEGIN BULK", "$"))
     write("keep.stl", "keep")
+    # One element of each kind the MEDIT reader knows, for the kinds each writer refuses.
+    sections = (("Edges", 2), ("Triangles", 3), ("Quadrilaterals", 4), ("Tetrahedra", 4), ("Pyramids", 5),
+                ("Prisms", 6), ("Hexahedra", 8), ("EdgesP2", 3), ("TrianglesP2", 6), ("QuadrilateralsQ2", 9),
+                ("TetrahedraP2", 10), ("PrismsP2", 18), ("HexahedraQ2", 27))
+    write("all.mesh", "MeshVersionFormatted 1\nDimension 3\nVertices\n27\n"
+          + "".join(f"{i} {i * i} {i ** 3} 0\n" for i in range(27))
+          + "".join(f"{k}\n1\n{' '.join(str(i + 1) for i in range(n))} 0\n" for k, n in sections) + "End\n")
     os.mkdir("nowhere_file_parent")
     rows = [
         ([], 1, "A subcommand is required"),
@@ -195,6 +202,13 @@ elif group == "errors":
         (["convert", "hexa.nas", "out.stl"], 2, "cannot write out.stl (STL): it cannot hold hexa8 (it holds tria3, quad4)"),
         (["convert", "tetra.nas", "out.nas"], 2, "it cannot hold tetra4 (it holds edge2, tria3, quad4, tria6, quad8, hexa8)"),
         (["convert", "hexa.nas", "keep.stl"], 2, "cannot hold hexa8"),
+        (["convert", "all.mesh", "a.obj"], 2, "(Wavefront OBJ): it cannot hold edge2, edge3, tria6, quad9, tetra4, "
+         "tetra10, pyra5, penta6, penta18, hexa8, hexa27 (it holds tria3, quad4); --boundary writes"),
+        (["convert", "all.mesh", "a.mesh"], 2, "it cannot hold edge3, tria6, quad9, tetra10, penta18, hexa27 ("),
+        (["convert", "all.mesh", "a.vtk"], 2, "it cannot hold edge3, tria6, quad9, tetra10, penta18, hexa27 ("),
+        (["convert", "all.mesh", "a.case"], 2, "it cannot hold tria6, quad9, pyra5, penta18, hexa27 ("),
+        (["convert", "all.mesh", "a.nas"], 2, "it cannot hold edge3, quad9, tetra4, tetra10, pyra5, penta6, penta18, hexa27 ("),
+        (["convert", "all.mesh", "a.neu"], 2, "it cannot hold quad9, pyra5, penta18, hexa27 ("),
         (["convert", stl, stl], 1, f"{stl} is the input file {stl}"),
         (["convert", stl, "./" + stl], 1, "is the input file"),
         (["convert", stl, "nowhere/out.vtk"], 2, "No such file or directory in folder nowhere"),
