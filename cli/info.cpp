@@ -123,7 +123,7 @@ void run(const info_options& o) {
         "{\"file\": %s, \"format\": \"%s\", \"nodes\": %u, \"unused_nodes\": %u, "
         "\"elements\": {%s}, \"skipped_cells\": %u, \"parts\": %u, \"boundary\": %u, "
         "\"non_manifold\": %u, ",
-        json_string(o.file).c_str(), format_name(f), m.pos.cols(), m.pos.cols() - unsigned(used),
+        json_string(o.file).c_str(), m.variety.c_str(), m.pos.cols(), m.pos.cols() - unsigned(used),
         kinds.c_str(), m.skipped, t.parts, t.boundary, t.non_manifold);
     if (measured)
       std::printf("\"quality\": {\"min\": %s, \"mean\": %s, \"max\": %s}, ",
