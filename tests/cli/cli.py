@@ -59,7 +59,7 @@ def crlf_twin(path, twin):
 def deck(path, nodes, cards):
     """A free-field NASTRAN deck: GRID cards from 0, then element cards."""
     lines = ["BEGIN BULK"] + [f"GRID,{i},{x:.9f},{y:.9f},{z:.9f}" for i, (x, y, z) in enumerate(nodes)]
-    lines += [f"{kw},{e},1,{','.join(map(str, n))}" for e, (kw, n) in enumerate(cards)]
+    lines += [f"{c[0]},{e},{c[2] if len(c) > 2 else 1},{','.join(map(str, c[1]))}" for e, c in enumerate(cards)]
     write(path, "\n".join(lines + ["ENDDATA", ""]))
 
 
@@ -143,6 +143,13 @@ if group == "samples":
                                                  for h in sizes))
     check("grade tensors", run("grade", "example.mesh", "tensors.sol", "graded_t.sol")[0], 0)
     check("graded tensors", text("graded_t.sol").split()[:4], ["3", "6", "768", "2"])
+    # Sizes not above 0 or not numbers take the mean edge length at their node;
+    # the field is bounded, and grading only lowers sizes.
+    write("bad.sol", "3 1 768 2\n0 -1 nan " + " ".join(sizes[3:]) + "\n")
+    status, out, err = run("grade", "example.mesh", "bad.sol", "graded_b.sol", "--hmin", "0.1", "--hmax", "0.5")
+    check(f"grade repairs {err}", out.split("\n")[0].split(", ")[-1], "3 invalid replaced by the mean edge length at their node")
+    graded = [float(h) for h in text("graded_b.sol").split()[4:]]
+    check("graded in bounds", (len(graded), 0 < min(graded), max(graded) <= 0.5), (768, True, True))
 
     # Progress goes to stderr on a terminal only, and --quiet silences it.
     for options, expected in (([], ["read", "write"]), (["--quiet"], [])):
@@ -228,6 +235,8 @@ elif group == "errors":
     if limit:
         torus("big.stl", 200, 200)
         rows.append((["convert", "big.stl", "mem.vtk"], 2, "the machine's memory ran out"))
+    os.link(stl, "link.stl")
+    rows.append((["convert", stl, "link.stl"], 1, "link.stl is the input file"))
     before = sorted(os.listdir("."))
     for args, status, message in rows:
         got, out, err = run(*args, limit=limit + (2 << 20) if args[-1:] == ["mem.vtk"] else None)
@@ -236,6 +245,15 @@ elif group == "errors":
         check(f"{args}: one line", len(err.splitlines()) <= 2, True)
         check(f"{args}: files left", sorted(os.listdir(".")), before)
     check("kept OUT", text("keep.stl"), "keep")
+    # Interrupted while it waits for its input (a pipe nobody writes), the
+    # tool leaves no temporary file behind.
+    os.mkfifo("pipe.stl")
+    p = subprocess.Popen([tool, "convert", "pipe.stl", "late.vtk"], stderr=subprocess.DEVNULL)
+    while p.poll() is None and not any(".late.vtk." in name for name in os.listdir(".")):
+        pass
+    p.terminate()
+    p.wait()
+    check("temporary file of an interrupted run", [n for n in os.listdir(".") if "late" in n], [])
     check("--help", run("convert", "--help")[0], 0)
     check("--version", run("--version")[1], "tessellix 4.2\n")
 
@@ -268,6 +286,16 @@ elif group == "editing":
         check(f"{name} boundary", summary(info("skin.stl"))["elements"], {"tria3": triangles})
         check(f"{name} outwards", round(signed_volume("skin.stl"), 9), round(volume, 9))
 
+    # No triangle: nothing to measure, no box.
+    text_stl("empty.stl", [])
+    d = info("empty.stl")
+    check("empty STL", (d["nodes"], d["elements"], d["quality"], d["bounding_box"]), (0, {}, None, None))
+    # An OBJ face on a last line without its newline is read, CR LF or not.
+    obj = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3\nf 1 3 4"
+    write("open.obj", obj)
+    write("crlf.obj", obj.replace("\n", "\r\n"))
+    check("OBJ last face", (info("open.obj")["elements"], info("crlf.obj")["elements"]), ({"tria3": 2},) * 2)
+
     # Three triangles on one edge: that edge is non-manifold, the others open.
     text_stl("fan.stl", [[(0, 0, 0), (1, 0, 0), p] for p in ((0, 1, 0), (0, -1, 0), (0, 0, 1))])
     check("non-manifold", summary(info("fan.stl")),
@@ -276,7 +304,7 @@ elif group == "editing":
     # Clean: node 4 and 5 sit on 0 and 2, node 6 is unused, node 7 lies 1e-7
     # from node 1 and collapses the last triangle when the tolerance takes it.
     nodes = [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0), (0, 0, 0), (1, 1, 0), (5, 5, 5), (1.0000001, 0, 0)]
-    deck("dirty.nas", nodes, [("CTRIA3", [0, 1, 2]), ("CTRIA3", [4, 5, 3]), ("CTRIA3", [1, 7, 2])])
+    deck("dirty.nas", nodes, [("CTRIA3", [0, 1, 2], 7), ("CTRIA3", [1, 7, 2], 8), ("CTRIA3", [4, 5, 3], 9)])
     for options, said, left in (
             ([], "merged 2 nodes (exactly coincident), dropped 0 degenerate elements, removed 3 unused nodes",
              {"nodes": 5, "elements": {"tria3": 3}, "parts": 1, "boundary": 5, "non_manifold": 0}),
@@ -286,6 +314,9 @@ elif group == "editing":
         status, out, err = run("clean", "dirty.nas", "clean.nas", *options)
         check(f"clean {options} {err}", out.split(":")[0], said)
         check(f"clean {options} result", summary(info("clean.nas")), left)
+    # The properties follow their elements past the one dropped.
+    check("properties", [line.split(",")[2] for line in text("clean.nas").splitlines() if line[:6] == "CTRIA3"],
+          ["7", "9"])
 
     # Quality: the tetrahedron of card order 0 2 1 3 is inverted.
     deck("pair.nas", TETRA, [("CTETRA", [0, 1, 2, 3]), ("CTETRA", [0, 2, 1, 3])])
@@ -347,6 +378,15 @@ elif group == "interop":
         run("convert", "example_torus.stl", out, *options)
         m = meshio.read(out)
         check(f"meshio reads {out}", sum(len(c.data) for c in m.cells), 1534)
+    # A deck's nodes and hexahedra come out as they went in.
+    hexa_grid("hexa.nas", 2)
+    grid = [line.split(",")[2:] for line in text("hexa.nas").splitlines() if line[:5] in ("GRID,", "CHEXA")]
+    for out in ("hexa.mesh", "hexa.vtk"):
+        run("convert", "hexa.nas", out)
+        m = meshio.read(out)
+        check(f"meshio reads {out}: nodes", m.points.tolist(), [[float(x) for x in g] for g in grid[:27]])
+        check(f"meshio reads {out}: hexahedra", m.cells_dict["hexahedron"].tolist(),
+              [[int(n) for n in g[1:]] for g in grid[27:]])
     run("convert", "example_torus.stl", "o.obj")
     check("meshio reads the OBJ nodes", len(meshio.read("o.obj").points), 768)
     run("quality", "example_torus.stl", "--out", "q.vtk")
