@@ -73,7 +73,7 @@ output_file::output_file(const std::string& path, file_format f) : path_(path), 
   temp_ = make_temp(target_);
   if (!temp_.empty() && with_case) case_temp_ = make_temp(path_);
   if (temp_.empty() || (with_case && case_temp_.empty()))
-    fail(unreadable, format("cannot write %s (%s): %s in folder %s", path.c_str(), format_name(f),
+    fail(file_error, format("cannot write %s (%s): %s in folder %s", path.c_str(), format_name(f),
                             std::strerror(errno), folder_of(path).c_str()));
 }
 
@@ -94,7 +94,7 @@ void output_file::commit() {
         std::fprintf(f, "FORMAT\ntype: ensight\n\nGEOMETRY\nmodel: %s\n",
                      target_.c_str() + (slash == std::string::npos ? 0 : slash + 1)) < 0 ||
         std::fclose(f) != 0)
-      fail(unreadable, format("cannot write %s: %s", path_.c_str(), std::strerror(errno)));
+      fail(file_error, format("cannot write %s: %s", path_.c_str(), std::strerror(errno)));
   }
   // The mode a new file would have, or the mode of the file replaced.
   const mode_t mask = umask(0);
@@ -104,7 +104,7 @@ void output_file::commit() {
     struct stat st;
     chmod(temp.c_str(), stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0666 & ~mask);
     if (std::rename(temp.c_str(), path.c_str()) != 0)
-      fail(unreadable, format("cannot write %s: %s", path.c_str(), std::strerror(errno)));
+      fail(file_error, format("cannot write %s: %s", path.c_str(), std::strerror(errno)));
   }
   committed_ = true;
 }

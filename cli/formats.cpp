@@ -80,7 +80,7 @@ std::string words_of(int status, const status_words (&table)[N]) {
 }
 
 [[noreturn]] void cannot_read(const std::string& path, const char* what, const std::string& why) {
-  fail(unreadable, format("cannot read %s (%s): %s", path.c_str(), what, why.c_str()));
+  fail(file_error, format("cannot read %s (%s): %s", path.c_str(), what, why.c_str()));
 }
 
 const char* const open_words = "it cannot be opened";
@@ -305,7 +305,7 @@ void read_deck(const std::string& path, file_format f, mesh& m) {
 // ---------------------------------------------------------------------------
 
 [[noreturn]] void cannot_write(const output_file& out, file_format f, const std::string& why) {
-  fail(unreadable,
+  fail(file_error,
        format("cannot write %s (%s): %s", out.path().c_str(), format_name(f), why.c_str()));
 }
 

@@ -56,7 +56,7 @@ field read_field(const std::string& path, const mesh& m) {
   dense1D<int> kinds;
   const int n = why.empty() ? medit_solution_input(path.c_str(), fields, kinds) : -1;
   auto refuse = [&](const std::string& reason) {
-    fail(unreadable, format("cannot read %s (MEDIT solution): %s", path.c_str(), reason.c_str()));
+    fail(file_error, format("cannot read %s (MEDIT solution): %s", path.c_str(), reason.c_str()));
   };
   if (!why.empty()) refuse(why);
   if (n == -199) refuse(memory_words());
@@ -103,7 +103,7 @@ void run(const grade_options& o) {
       ++blocks, elements = m.conn[b], kind = m.kind[b];
   if (blocks != 1) elements = v.conn, kind = v.kind;
   if (v.dimension == 0)
-    fail(unreadable, format("cannot grade over %s: it has no element", o.mesh.c_str()));
+    fail(file_error, format("cannot grade over %s: it has no element", o.mesh.c_str()));
 
   // Sizes that are not above 0 (or not numbers), and tensors that are not
   // positive definite, take the mean length of the edges at their node.
@@ -149,7 +149,7 @@ void run(const grade_options& o) {
                 : bound_metric_gradation(m.pos, elements, kind, no_hard_nodes, o.gradation, F.H);
   if (changes == -199) check_status(changes, "grading the field");
   if (changes < 0)
-    fail(unreadable, format("cannot grade %s over %s: %s", o.sizes.c_str(), o.mesh.c_str(),
+    fail(file_error, format("cannot grade %s over %s: %s", o.sizes.c_str(), o.mesh.c_str(),
                             -changes <= 6 ? gradation_words[-changes] : "the library refused"));
   const double after = largest_shock(m.pos, edges, F);
   grading.done(format("%d changes", changes));
@@ -158,7 +158,7 @@ void run(const grade_options& o) {
   const int s =
       F.tensors ? medit_tensor(out.temp(), F.M) : medit_scalar(out.temp(), m.pos.rows(), F.H);
   if (s < 0)
-    fail(unreadable, format("cannot write %s (MEDIT solution): writing failed", o.out.c_str()));
+    fail(file_error, format("cannot write %s (MEDIT solution): writing failed", o.out.c_str()));
   out.commit();
   write.done(o.out + " (MEDIT solution)");
   std::printf("field         %u %s, %u invalid replaced by the mean edge length at their node\n",

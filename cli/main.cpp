@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     // Scratch containers of the library may throw when memory runs out.
     std::fprintf(stderr, "tessellix: the machine's memory ran out\n");
-    return cli::unreadable;
+    return cli::file_error;
   }
   return cli::success;
 }

@@ -82,8 +82,8 @@ std::string memory_words() {
 
 void check_status(int status, const std::string& doing) {
   if (status >= 0) return;
-  if (status == -199) fail(unreadable, doing + ": " + memory_words());
-  fail(unreadable, format("%s: the library refused the mesh (status %d)", doing.c_str(), status));
+  if (status == -199) fail(file_error, doing + ": " + memory_words());
+  fail(file_error, format("%s: the library refused the mesh (status %d)", doing.c_str(), status));
 }
 
 }  // namespace cli

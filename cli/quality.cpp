@@ -91,7 +91,7 @@ void run(const quality_options& o) {
                     ? write_vtk(m, out->temp(), &q)
                     : medit_scalar(out->temp(), m.pos.rows(), node_quality(m, q));
   if (s < 0)
-    fail(unreadable,
+    fail(file_error,
          format("cannot write %s (%s): %s", o.out.c_str(), format_name(to),
                 s == -199 ? memory_words().c_str() : "writing failed (is the disk full?)"));
   out->commit();

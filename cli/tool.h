@@ -24,7 +24,8 @@ using qz4::element_type;
 // Exit statuses and messages.
 // ---------------------------------------------------------------------------
 
-enum exit_status { success = 0, usage = 1, unreadable = 2 };
+/// 2: an input that cannot be read or a result that cannot be written.
+enum exit_status { success = 0, usage = 1, file_error = 2 };
 
 /// Thrown by the commands, caught in main: the status to exit with and the
 /// one line that goes to stderr.
@@ -61,8 +62,8 @@ class stage {
 /// library can be told apart: past the 4 GB limit of one block (which never
 /// reaches the allocator) or out of memory.
 void watch_memory();
-/// Words for a -199 while doing `what` (e.g. "reading"), with the limits that
-/// apply.
+/// Words for a -199 of the library: the machine's memory ran out, or a size
+/// met the block limit, with what fits.
 std::string memory_words();
 
 // ---------------------------------------------------------------------------

@@ -53,7 +53,7 @@ void keep_orientation(mesh& m) {
     const std::vector<unsigned>& order = flip_order(m.kind[b]);
     if (kind_dimension(m.kind[b]) < 2 || m.conn[b].empty()) continue;
     if (order.empty())
-      fail(unreadable, format("cannot mirror %s elements: the order of their mid nodes belongs to "
+      fail(file_error, format("cannot mirror %s elements: the order of their mid nodes belongs to "
                               "each file format",
                               kind_name(m.kind[b])));
     dense2D<unsigned>& c = m.conn[b];
