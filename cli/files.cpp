@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -33,28 +34,35 @@ void on_signal(int sig) {
   raise(sig);
 }
 
-// A fresh file from `pattern` (ending in XXXXXX), remembered for the signal
-// handler; the name, or "" with errno set.
+// A fresh file beside `target`, named after it, and remembered for the
+// signal handler from before it exists: the name, or "" with errno set.
 std::string make_temp(const std::string& target) {
-  const std::size_t slash = target.rfind('/');
-  std::string pattern =
-      slash == std::string::npos
-          ? "." + target + ".tessellix-XXXXXX"
-          : target.substr(0, slash + 1) + "." + target.substr(slash + 1) + ".tessellix-XXXXXX";
+  const std::size_t slash = target.rfind('/') + 1;  // 0 without a folder
+  const std::string pattern =
+      target.substr(0, slash) + "." + target.substr(slash) + ".tessellix-XXXXXX";
   static const bool handlers = [] {
     for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) signal(sig, on_signal);
     return true;
   }();
   (void)handlers;
-  const int fd = mkstemp(&pattern[0]);
-  if (fd < 0) return "";
-  close(fd);
-  for (auto& t : temps)
-    if (!t[0] && pattern.size() < sizeof t) {
-      std::memcpy(t, pattern.c_str(), pattern.size() + 1);
-      break;
+  for (auto& t : temps) {
+    if (t[0] || pattern.size() >= sizeof t) continue;
+    // The name is complete before the slot counts as taken (its first byte).
+    std::memcpy(t + 1, pattern.c_str() + 1, pattern.size());
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    t[0] = pattern[0];
+    const int fd = mkstemp(t);
+    if (fd < 0) {
+      const int error = errno;
+      t[0] = '\0';
+      errno = error;
+      return "";
     }
-  return pattern;
+    close(fd);
+    return t;
+  }
+  errno = ENAMETOOLONG;
+  return "";
 }
 
 std::string folder_of(const std::string& path) {
@@ -67,8 +75,11 @@ std::string folder_of(const std::string& path) {
 
 output_file::output_file(const std::string& path, file_format f) : path_(path), target_(path) {
   const std::size_t dot = path.rfind('.');
-  const bool with_case = f == file_format::ensight && dot != std::string::npos &&
-                         path.compare(dot, std::string::npos, ".case") == 0;
+  const std::string extension = dot == std::string::npos ? "" : path.substr(dot);
+  if (extension == ".meshb" || extension == ".solb")
+    fail(usage,
+         format("the library writes MEDIT text: give %s", path.substr(0, path.size() - 1).c_str()));
+  const bool with_case = f == file_format::ensight && extension == ".case";
   if (with_case) target_ = path.substr(0, dot) + ".geo";
   temp_ = make_temp(target_);
   if (!temp_.empty() && with_case) case_temp_ = make_temp(path_);

@@ -117,10 +117,6 @@ if group == "samples":
         check(f"convert to {out}", run("convert", "example_torus.stl", out, *options)[0], 0)
         check(f"{out} read back", summary(info(out)), TORUS)
     check("text STL", text("t_t.stl")[:6], "solid ")
-    os.mkdir("sub")
-    check("EnSight", run("convert", "example_torus.stl", "sub/t.case")[0], 0)
-    check("EnSight case", text("sub/t.case"), "FORMAT\ntype: ensight\n\nGEOMETRY\nmodel: t.geo\n")
-    check("EnSight geometry", text("sub/t.geo").splitlines()[0], "EnSight Mesh File.")
     # A binary file whose header begins with "solid" is still binary, and a
     # text file with CR LF line ends reads as its LF twin.
     b = bytearray(text("example_torus.stl", "rb"))
@@ -218,6 +214,7 @@ elif group == "errors":
         (["transform", "hexa.nas", "t.nas", "--translate=1"], 1, "--translate takes x,y or x,y,z"),
         (["transform", "hexa.nas", "t.nas", "--mirror=0,0,0"], 1, "--mirror: the normal must not be 0"),
         (["quality", stl, "--out", "q.stl"], 1, "--out takes a .vtk file"),
+        (["convert", stl, "out.meshb"], 1, "the library writes MEDIT text: give out.mesh"),
         (["transform", "plane.mesh", "t.mesh", "--rotate=90,1,0,0"], 1, "a plane mesh turns about z only"),
         (["transform", "plane.mesh", "t.mesh", "--translate=1,1,1"], 1, "--translate: the mesh is plane, so a z must be 0"),
     ]
@@ -319,6 +316,10 @@ elif group == "editing":
     # grading only lowers sizes. Then the valid sizes as tensors.
     torus("torus.stl", 48, 16)
     run("convert", "torus.stl", "torus.mesh")
+    os.mkdir("sub")  # an EnSight case names its geometry beside it
+    check("EnSight", run("convert", "torus.stl", "sub/t.case")[0], 0)
+    check("EnSight case", text("sub/t.case"), "FORMAT\ntype: ensight\n\nGEOMETRY\nmodel: t.geo\n")
+    check("EnSight geometry", text("sub/t.geo").splitlines()[0], "EnSight Mesh File.")
     xs = [float(x) for x in text("torus.mesh").split("Vertices")[1].split()[1:4 * 768:4]]
     sizes = [0.05 if x < 0 else 1.0 for x in xs]
     write("sizes.sol", "3 1 768 2\n0 -1 nan " + " ".join(map(str, sizes[3:])) + "\n")
@@ -333,13 +334,15 @@ elif group == "editing":
     check("graded tensors", text("graded_t.sol").split()[:4], ["3", "6", "768", "2"])
 
     # MEDIT references become deck properties, runs of kinds come back as runs.
-    write("refs.mesh", "MeshVersionFormatted 1\nDimension 3\nVertices\n5\n" + "".join(
-        f"{x} {y} 0 0\n" for x, y in ((0, 0), (1, 0), (1, 1), (0, 1), (2, 0))) +
-        "Triangles\n2\n1 2 3 5\n2 5 3 6\nQuadrilaterals\n1\n1 2 3 4 7\nEnd\n")
+    write("refs.mesh", "MeshVersionFormatted 1\nDimension 3\nVertices\n6\n" + "".join(
+        f"{x} {y} 0 0\n" for x, y in ((0, 0), (1, 0), (1, 1), (0, 1), (2, 0), (2, 1))) +
+        "Triangles\n2\n2 5 6 5\n2 6 3 6\nQuadrilaterals\n1\n1 2 3 4 7\nEdges\n1\n1 4 8\nEnd\n")
+    check("lines beside faces", summary(info("refs.mesh")),
+          {"nodes": 6, "elements": {"edge2": 1, "tria3": 2, "quad4": 1}, "parts": 1, "boundary": 6, "non_manifold": 0})
     run("convert", "refs.mesh", "refs.nas")
-    check("properties", [line.split(",")[2] for line in text("refs.nas").splitlines() if line[:2] == "CT" or line[:2] == "CQ"],
-          ["5", "6", "7"])
-    check("runs", info("refs.nas")["elements"], {"tria3": 2, "quad4": 1})
+    check("properties", [line.split(",")[2] for line in text("refs.nas").splitlines() if line[:1] == "C"],
+          ["5", "6", "7", "8"])
+    check("runs", info("refs.nas")["elements"], {"tria3": 2, "quad4": 1, "edge2": 1})
 
     # Quality: the tetrahedron of card order 0 2 1 3 is inverted.
     deck("pair.nas", TETRA, [("CTETRA", [0, 1, 2, 3]), ("CTETRA", [0, 2, 1, 3])])
