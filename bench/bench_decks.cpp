@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "inputs.h"
 #include "qz4/tessellix/formats.h"
 #include "structured_mesh.h"
 
@@ -37,22 +38,10 @@ const deck& tetrahedra() {  // 1,005,000 elements in one run
   return d;
 }
 
-// The reader takes back CTRIA3 lines, not the CTETRA ones the writer makes:
-// a tetrahedral deck is written by hand in the form the reader takes.
 const char* nastran_deck() {
   static const char* path = [] {
     const char* p = "/tmp/qz4_bench_read.bdf";
-    const deck& d = tetrahedra();
-    std::FILE* f = std::fopen(p, "w");
-    std::fprintf(f, "BEGIN BULK\n");
-    for (unsigned e = 0; e < d.conn.cols(); ++e)
-      std::fprintf(f, "CTETRA,%u,1,%u,%u,%u,%u\n", e, d.conn(0, e), d.conn(2, e), d.conn(1, e),
-                   d.conn(3, e));
-    for (unsigned n = 0; n < d.pos.cols(); ++n)
-      std::fprintf(f, "GRID*   %-16u%-#16g%-#16g\n*       %#g\n", n, d.pos(0, n), d.pos(1, n),
-                   d.pos(2, n));
-    std::fprintf(f, "ENDDATA\n");
-    std::fclose(f);
+    qz4bench::write_tetra_deck(p, tetrahedra().pos, tetrahedra().conn);
     return p;
   }();
   return path;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "inputs.h"
 #include "qz4/tessellix/editing.h"
 #include "structured_mesh.h"
 
@@ -166,17 +167,7 @@ void BM_MergeSoup(benchmark::State& state) {
 }
 
 #ifdef QZ4_HAVE_NANOFLANN
-struct cloud_adaptor {
-  const dense2D<double>* p;
-  std::size_t kdtree_get_point_count() const { return p->cols(); }
-  double kdtree_get_pt(std::size_t i, std::size_t k) const {
-    return (*p)(unsigned(k), unsigned(i));
-  }
-  template <class B>
-  bool kdtree_get_bbox(B&) const {
-    return false;
-  }
-};
+using qz4bench::cloud_adaptor;
 typedef nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, cloud_adaptor>,
                                             cloud_adaptor, 3, unsigned>
     nano_tree;

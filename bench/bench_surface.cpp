@@ -7,39 +7,16 @@
 #include <cstdio>
 #include <vector>
 
+#include "inputs.h"
 #include "qz4/tessellix/editing.h"
 #include "qz4/tessellix/formats.h"
 
 using namespace qz4;
 using namespace qz4::tessellix;
+using qz4bench::surface;
+using qz4bench::torus;
 
 namespace {
-
-struct surface {
-  dense2D<double> pos;
-  dense2D<unsigned> tri;
-};
-
-// A torus of m x n quadrangles, each cut into two triangles.
-surface torus(unsigned m, unsigned n) {
-  surface s;
-  s.pos.resize(3, m * n);
-  s.tri.resize(3, 2 * m * n);
-  const double pi = std::acos(-1.0);
-  for (unsigned i = 0; i < m; ++i)
-    for (unsigned j = 0; j < n; ++j) {
-      const double u = 2 * pi * i / m, v = 2 * pi * j / n;
-      const unsigned k = i * n + j;
-      s.pos(0, k) = (3 + std::cos(v)) * std::cos(u);
-      s.pos(1, k) = (3 + std::cos(v)) * std::sin(u);
-      s.pos(2, k) = std::sin(v);
-      const unsigned a = k, b = i * n + (j + 1) % n, c = ((i + 1) % m) * n + j,
-                     d = ((i + 1) % m) * n + (j + 1) % n;
-      s.tri(0, 2 * k) = a, s.tri(1, 2 * k) = c, s.tri(2, 2 * k) = d;
-      s.tri(0, 2 * k + 1) = a, s.tri(1, 2 * k + 1) = d, s.tri(2, 2 * k + 1) = b;
-    }
-  return s;
-}
 
 const surface& big() {  // 2,000,000 triangles
   static const surface s = torus(1000, 1000);

@@ -186,6 +186,15 @@ class dense1D {
   explicit dense1D(unsigned n) : dense1D() { resize(n); }
   /// A view of n elements equal to v.
   dense1D(unsigned n, T v) : dense1D() { resize(n, v); }
+  /// A view of n elements over memory that the caller owns and keeps valid
+  /// while any view shares the block: the block never frees it. Writes
+  /// through the view land there; growing past n (or any growth while the
+  /// block is shared) moves the view to a block of its own, which leaves the
+  /// caller's memory as it was at that moment. Empty for a null `data`.
+  static dense1D external(T* data, unsigned n) {
+    if (!data) return dense1D();
+    return dense1D(external_block(data, n), n, 0);
+  }
   /// Shares the block: no element is copied.
   dense1D(const dense1D&) = default;
   dense1D& operator=(const dense1D&) = default;
@@ -318,6 +327,14 @@ class dense1D {
     return storage_->grow(unsigned(need + offset_), unsigned(span + offset_), g);
   }
 
+  static Ptr<vector_num<T>> external_block(T* data, unsigned capacity) {
+    Ptr<vector_num<T>> b(new vector_num<T>);
+    b->data = data;
+    b->capacity = capacity;
+    b->external = true;
+    return b;
+  }
+
   Ptr<vector_num<T>> storage_;
   unsigned size_;
   unsigned offset_;
@@ -336,6 +353,28 @@ class dense2D : public dense1D<T> {
   dense2D(const dense2D&) = default;
   dense2D& operator=(const dense2D&) = default;
   ~dense2D() = default;
+
+  /// A rows x cols matrix over memory that the caller owns, column j starting
+  /// `ld` elements after column j - 1, as for dense1D::external: the block
+  /// spans ld * (cols - 1) + rows elements and never frees them. Shape changes
+  /// follow the rules of any block: one that needs more room moves the matrix
+  /// to a block of its own; a new row count within the span is laid out in
+  /// the caller's memory unless the block is shared, so a caller that must
+  /// keep its layout holds a second view. Empty (0 x 0) for a null `data`,
+  /// for ld < rows, or for a span past 32 bits.
+  static dense2D external(T* data, unsigned rows, unsigned cols, unsigned ld) {
+    dense2D m;
+    const std::uint64_t span = cols ? std::uint64_t(ld) * (cols - 1) + rows : 0;
+    if (!data || ld < rows || span > 0xFFFFFFFFu || std::uint64_t(rows) * cols > 0xFFFFFFFFu)
+      return m;
+    m.storage_ = base::external_block(data, unsigned(span));
+    m.rows_ = rows;
+    m.cols_ = cols;
+    m.ld_ = ld;
+    m.size_ = rows * cols;
+    return m;
+  }
+
   /// Sets every element of the matrix to v.
   T operator=(T v) {
     for (unsigned j = 0; j < cols_; ++j) {

@@ -1,7 +1,7 @@
 // Large uninitialised scratch arrays for the passes over whole meshes.
 //
 // Touching fresh memory costs a page fault per page, and on big meshes those
-// faults can cost more than the work itself. Arrays of several megabytes are
+// faults can cost more than the work itself. Arrays of a huge page or more are
 // therefore aligned to 2 MiB and, on Linux, offered to the kernel for huge
 // pages, which take one fault where small pages take 512. Like a standard
 // container, an allocation failure throws std::bad_alloc.
@@ -29,7 +29,7 @@ class scratch_array {
   explicit scratch_array(std::size_t n) : p_(nullptr) {
     const std::size_t bytes = (n ? n : 1) * sizeof(T);
     const std::size_t huge = std::size_t(1) << 21;
-    if (bytes >= 4 * huge) {
+    if (bytes >= huge) {
       const std::size_t rounded = (bytes + huge - 1) / huge * huge;
       p_ = static_cast<T*>(std::aligned_alloc(huge, rounded));
 #if defined(__linux__) && defined(MADV_HUGEPAGE)

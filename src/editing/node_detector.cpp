@@ -1,5 +1,8 @@
+#include <cmath>
+#include <cstddef>
 #include <vector>
 
+#include "editing/curve_order.h"
 #include "editing/node_tree.h"
 #include "qz4/tessellix/editing.h"
 
@@ -14,6 +17,26 @@ unsigned long insert_shuffled(node_tree<D>* tree, const dense1D<unsigned>& indic
   std::vector<unsigned> order(indices.begin(), indices.end());
   seeded_shuffle(order.data(), order.size());
   return tree->insert_sequence(order.data(), order.size());
+}
+
+template <unsigned D>
+int closest_of_columns(const node_tree<D>& tree, const dense2D<double>& points,
+                       dense1D<unsigned>& closest) {
+  dense1D<unsigned> order;
+  if (!curve_order<D>(points.data(), points.ld(), nullptr, points.cols(), order)) {
+    closest.clear();
+    return -199;
+  }
+  const unsigned n = points.cols();
+  const unsigned* O = order.data();
+  const double* X = points.data();
+  const std::size_t ld = points.ld();
+  unsigned* out = closest.data();
+  for (unsigned i = 0; i < n; ++i) {
+    const unsigned j = O[i];
+    out[j] = tree.find_closest(X + j * ld, NO_ID);
+  }
+  return 0;
 }
 
 }  // namespace
@@ -138,6 +161,24 @@ unsigned long node_detector::find_closest(const vector_fixed<double, 3>& point) 
   if (tree2_) return tree2_->find_closest(point.data(), NO_ID);
   if (tree3_) return tree3_->find_closest(point.data(), NO_ID);
   return NO_ID;
+}
+
+int node_detector::find_closest(const dense2D<double>& points, dense1D<unsigned>& closest) const {
+  closest.clear();
+  const unsigned rows = tree2_ ? 2u : tree3_ ? 3u : points.rows();
+  if (points.rows() != rows || (rows != 2 && rows != 3)) return -1;
+  if (!closest.resize(points.cols())) {
+    closest.clear();
+    return -199;
+  }
+  if (points.cols() == 0) return 0;
+  if (size() == 0) {
+    unsigned* out = closest.data();
+    for (unsigned j = 0; j < points.cols(); ++j) out[j] = NO_ID;
+    return 0;
+  }
+  return tree2_ ? closest_of_columns(*tree2_, points, closest)
+                : closest_of_columns(*tree3_, points, closest);
 }
 
 unsigned long node_detector::find_closest(unsigned node) const {

@@ -1,7 +1,6 @@
 // Clean-up after editing: unused nodes out of the coordinates, degenerate
 // elements out of a connectivity. Both pack what remains in place, keeping
 // its order, so that other views on the same storage follow.
-#include <algorithm>
 #include <cstddef>
 
 #include "qz4/tessellix/editing.h"
@@ -20,31 +19,26 @@ int simplify(dense2D<double>& pos, dense2D<unsigned>* first, dense2D<unsigned>* 
     if (!check_IDs(*m, N)) return -2;
   if (pos.empty() || min_index >= N) return 0;
 
-  // The highest element of each node; NO_ID marks a node no element uses.
-  dense1D<unsigned> holder;
-  if (!holder.resize(N, NO_ID) || !node_map.resize(N, NO_ID)) {
+  // First the highest element of each node, NO_ID for a node no element
+  // uses; then, in place, the new numbers.
+  if (!node_map.resize(N, NO_ID)) {
     node_map.clear();
     return -199;
   }
-  for (dense2D<unsigned>* m = first; m != last; ++m) get_ancestors(*m, holder);
+  for (dense2D<unsigned>* m = first; m != last; ++m) get_ancestors(*m, node_map);
 
   unsigned* map = node_map.data();
-  for (unsigned i = 0; i < N; ++i) map[i] = i;
-  const unsigned* used = holder.data();
+  for (unsigned i = 0; i < min_index; ++i) map[i] = i;
   double* P = pos.data();
   const std::size_t ld = pos.ld();
   const unsigned rows = pos.rows();
   unsigned kept = min_index;
   for (unsigned i = min_index; i < N; ++i) {
-    if (used[i] == NO_ID) {
-      map[i] = NO_ID;
-      continue;
-    }
-    if (i > kept) {
-      std::copy(P + i * ld, P + i * ld + rows, P + kept * ld);
-      map[i] = kept;
-    }
-    ++kept;
+    if (map[i] == NO_ID) continue;
+    // A plain loop: a column is a few numbers, too short for a call.
+    if (i > kept)
+      for (unsigned k = 0; k < rows; ++k) P[kept * ld + k] = P[i * ld + k];
+    map[i] = kept++;
   }
   // Shrinking keeps the storage: the packed columns stay where they are.
   pos.resize(rows, kept);
@@ -73,23 +67,27 @@ int simplify(dense2D<double>& pos, dense2D<unsigned>& connectivity1,
 int remove_degenerated(dense2D<unsigned>& connectivity, dense1D<unsigned>& element_map,
                        bool strict) {
   const unsigned R = connectivity.rows(), N = connectivity.cols();
-  dense1D<unsigned> scratch;
-  if (!scratch.resize(R)) return -199;
   element_map.clear();
   if (!element_map.resize(N, NO_ID)) return -199;
-  unsigned* s = scratch.data();
   unsigned* map = element_map.data();
   unsigned* C = connectivity.data();
   const std::size_t ld = connectivity.ld();
   unsigned kept = 0;
   for (unsigned e = 0; e < N; ++e) {
     const unsigned* col = C + e * ld;
-    std::copy(col, col + R, s);
-    std::sort(s, s + R);
-    // Sorting puts NO_ID last, so a repeated real node is always met first.
-    const unsigned* rep = std::adjacent_find(s, s + R);
-    if (rep != s + R && (strict || *rep != NO_ID)) continue;
-    if (e > kept) std::copy(col, col + R, C + kept * ld);
+    // A column goes when a value repeats, but for repeated padding when
+    // that is allowed. (Sorted, the column would show a repeated real node
+    // before repeated padding, which sorts last: the same rule.)
+    bool repeat = false;
+    for (unsigned i = 0; i + 1 < R && !repeat; ++i)
+      for (unsigned j = i + 1; j < R; ++j)
+        if (col[i] == col[j] && (strict || col[i] != NO_ID)) {
+          repeat = true;
+          break;
+        }
+    if (repeat) continue;
+    if (e > kept)
+      for (unsigned k = 0; k < R; ++k) C[kept * ld + k] = col[k];
     map[e] = kept++;
   }
   connectivity.resize(R, kept);

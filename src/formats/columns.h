@@ -18,6 +18,9 @@ class column_builder {
   explicit column_builder(unsigned rows, unsigned expected = 0) : m_(rows, 0) {
     if (expected) m_.resize(rows, expected);
   }
+  /// Starts from the columns of a matrix without gaps between them (ld ==
+  /// rows), shared, not copied.
+  explicit column_builder(const dense2D<T>& filled) : m_(filled), n_(filled.cols()) {}
   unsigned rows() const { return m_.rows(); }
   unsigned cols() const { return n_; }
   /// The next column's storage; null when it could not grow.
@@ -25,11 +28,14 @@ class column_builder {
     if (n_ == m_.cols() && !m_.resize(m_.rows(), 2 * n_ + 64)) return nullptr;
     return m_.data() + std::size_t(n_++) * m_.rows();
   }
-  /// Room for `more` columns past those filled, taken in one step.
+  /// Room for `more` columns past those filled: at least double the
+  /// columns, so that a column at a time costs a constant.
   bool reserve(unsigned more) {
-    if (std::uint64_t(n_) + more <= m_.cols()) return true;
-    if (std::uint64_t(n_) + more > 0xFFFFFFFFu) return false;
-    return m_.resize(m_.rows(), n_ + more);
+    const std::uint64_t need = std::uint64_t(n_) + more;
+    if (need <= m_.cols()) return true;
+    if (need > 0xFFFFFFFFu) return false;
+    const std::uint64_t doubled = 2 * std::uint64_t(n_) + 64;
+    return m_.resize(m_.rows(), unsigned(need > doubled || doubled > 0xFFFFFFFFu ? need : doubled));
   }
   /// Storage of `count` more columns, one after the other; null when it
   /// could not grow.

@@ -142,7 +142,8 @@ std::size_t file_size(std::FILE* f);
 
 /// The run form of both readers: the outputs emptied, the file opened, the
 /// lines read by `body(file, pos, conn, runs, keeper)`, the outputs trimmed
-/// to what was read; -1 also when no node or no element came.
+/// to what was read; -1 also when no node or no element came; after -199
+/// the outputs are empty.
 template <class Body>
 int read_runs(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
               dense1D<unsigned>& starts, dense1D<int>& kinds, dense1D<unsigned>& properties,
@@ -162,6 +163,13 @@ int read_runs(const char* filename, dense2D<double>& pos, dense2D<unsigned>& con
   std::fclose(f);
   if (!keeper.end(c.cols()) || !p.finish(pos) || !c.finish(conn)) status = -199;
   if (status == 0 && (pos.empty() || conn.empty())) status = -1;
+  if (status == -199) {  // memory running out leaves nothing, never a shorter mesh
+    pos.clear();
+    conn.clear();
+    starts.clear();
+    kinds.clear();
+    properties.clear();
+  }
   return status;
 }
 

@@ -18,6 +18,7 @@ class kind_collector {
  public:
   struct slot {
     explicit slot(unsigned rows) : conn(rows), refs(1) {}
+    explicit slot(const dense2D<unsigned>& filled) : conn(filled), refs(1) {}
     column_builder<unsigned> conn;
     column_builder<int> refs;
   };
@@ -39,6 +40,18 @@ class kind_collector {
       order_[count_++] = kind;
     }
     return s;
+  }
+
+  bool has(element_type kind) const { return slots_[kind] != nullptr; }
+
+  /// Takes a whole connectivity of `kind` as it stands (ld == rows), when the
+  /// kind has nothing yet; false otherwise or when memory ran out.
+  bool adopt(element_type kind, const dense2D<unsigned>& filled) {
+    if (slots_[kind]) return false;
+    slots_[kind] = new (std::nothrow) slot(filled);
+    if (!slots_[kind]) return false;
+    order_[count_++] = kind;
+    return true;
   }
 
   /// True when every node index gathered is below `nodes` (a NO_ID marks a

@@ -108,7 +108,8 @@ constexpr skipped_section skipped_sections[] = {
 // An index as the file numbers it (from 1) to one from 0; NO_ID for a number
 // no vertex can have, which the final check of the indices refuses.
 inline unsigned from_file(long long v) {
-  return static_cast<unsigned long long>(v - 1) < 0xFFFFFFFFull ? unsigned(v - 1) : NO_ID;
+  const unsigned long long below = static_cast<unsigned long long>(v) - 1;  // wraps for v <= 0
+  return below < 0xFFFFFFFFull ? unsigned(below) : NO_ID;
 }
 
 // Rows of a solution field of MEDIT type `type` (1 scalar, 2 vector, 3
@@ -301,22 +302,33 @@ class binary_source {
   }
   bool vertices(std::uint64_t n, unsigned dim, double* pos, int* refs) {
     const std::size_t line = std::size_t(dim) * real_bytes_ + int_bytes_;
-    return lines(n, line, [&](const unsigned char* p, std::uint64_t i) {
-      for (unsigned k = 0; k < dim; ++k, p += real_bytes_) pos[i * dim + k] = real(p);
-      refs[i] = int(integer(p));
+    return with_words([&](auto w) {
+      using W = decltype(w);
+      return lines(n, line, [&](const unsigned char* p, std::uint64_t i) {
+        for (unsigned k = 0; k < dim; ++k, p += sizeof(typename W::real))
+          pos[i * dim + k] = W::get_real(p);
+        refs[i] = int(W::get_integer(p));
+      });
     });
   }
   bool elements(std::uint64_t n, unsigned nodes, unsigned* conn, int* refs) {
     const std::size_t line = std::size_t(nodes + 1) * int_bytes_;
-    return lines(n, line, [&](const unsigned char* p, std::uint64_t i) {
-      unsigned* c = conn + i * nodes;
-      for (unsigned k = 0; k < nodes; ++k, p += int_bytes_) c[k] = from_file(integer(p));
-      refs[i] = int(integer(p));
+    return with_words([&](auto w) {
+      using W = decltype(w);
+      return lines(n, line, [&](const unsigned char* p, std::uint64_t i) {
+        unsigned* c = conn + i * nodes;
+        for (unsigned k = 0; k < nodes; ++k, p += sizeof(typename W::integer))
+          c[k] = from_file(W::get_integer(p));
+        refs[i] = int(W::get_integer(p));
+      });
     });
   }
   bool reals(std::uint64_t n, double* out) {
-    return lines(n, real_bytes_,
-                 [&](const unsigned char* p, std::uint64_t i) { out[i] = real(p); });
+    return with_words([&](auto w) {
+      using W = decltype(w);
+      return lines(n, real_bytes_,
+                   [&](const unsigned char* p, std::uint64_t i) { out[i] = W::get_real(p); });
+    });
   }
   // A section read through continues where the file says its successor
   // stands, which must not lie inside what was read.
@@ -328,11 +340,26 @@ class binary_source {
   bool skip_section(unsigned) { return next_ != 0; }
 
  private:
+  // The words of one of the file's layouts, fixed at compile time so that
+  // the decoding loops test nothing per word.
+  template <class Integer, class Real, bool Swap>
+  struct words {
+    using integer = Integer;
+    using real = Real;
+    static long long get_integer(const unsigned char* p) { return io::load<Integer>(p, Swap); }
+    static double get_real(const unsigned char* p) { return io::load<Real>(p, Swap); }
+  };
+  template <class F>
+  bool with_words(F f) const {
+    if (int_bytes_ == 8)
+      return swap_ ? f(words<std::int64_t, double, true>())
+                   : f(words<std::int64_t, double, false>());
+    if (real_bytes_ == 4)
+      return swap_ ? f(words<std::int32_t, float, true>()) : f(words<std::int32_t, float, false>());
+    return swap_ ? f(words<std::int32_t, double, true>()) : f(words<std::int32_t, double, false>());
+  }
   long long integer(const unsigned char* p) const {
     return int_bytes_ == 8 ? io::load<std::int64_t>(p, swap_) : io::load<std::int32_t>(p, swap_);
-  }
-  double real(const unsigned char* p) const {
-    return real_bytes_ == 8 ? io::load<double>(p, swap_) : io::load<float>(p, swap_);
   }
   // Hands whole lines of `line` bytes, as many as the buffer holds at a
   // time, to `each(bytes, line number)`.

@@ -194,17 +194,25 @@ int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<doubl
   io::column_builder<double> p(3), n(3), t(0);
   io::column_builder<unsigned> tri(3), quad(4);
   bool seen_vt = false;
-  const int status = read_obj(f, p, n, t, tri, quad, seen_vt);
+  int status = read_obj(f, p, n, t, tri, quad, seen_vt);
   std::fclose(f);
-  // What was read before a failure stays; empty lists stay 0 x 0.
-  auto keep = [](auto& built, auto& out) {
-    if (built.cols() > 0 && !built.finish(out)) out.clear();
+  // What was read before a failure stays; empty lists stay 0 x 0. Memory
+  // running out leaves nothing: never a shorter mesh.
+  auto keep = [&status](auto& built, auto& out) {
+    if (built.cols() > 0 && !built.finish(out)) status = -199;
   };
   keep(p, pos);
   keep(n, normals);
   keep(t, textures);
   keep(tri, triangles);
   keep(quad, quadrangles);
+  if (status == -199) {
+    pos.clear();
+    normals.clear();
+    textures.clear();
+    triangles.clear();
+    quadrangles.clear();
+  }
   return status;
 }
 

@@ -137,12 +137,6 @@ bool scanner::skip_line() {
   }
 }
 
-const unsigned char* scanner::peek(std::size_t want, std::size_t& available) {
-  refill(want < cap_ ? want : cap_);
-  available = end_ - pos_;
-  return reinterpret_cast<const unsigned char*>(buf_ + pos_);
-}
-
 bool scanner::bytes(void* out, std::size_t n) {
   unsigned char* o = static_cast<unsigned char*>(out);
   while (n) {

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace qz4 {
 namespace tessellix {
@@ -52,7 +53,11 @@ class scanner {
 
   /// At least min(want, buffer) bytes in view from the read position, when
   /// the file has them; `available` tells how many are in view.
-  const unsigned char* peek(std::size_t want, std::size_t& available);
+  const unsigned char* peek(std::size_t want, std::size_t& available) {
+    if (end_ - pos_ < want) refill(want < cap_ ? want : cap_);
+    available = end_ - pos_;
+    return reinterpret_cast<const unsigned char*>(buf_ + pos_);
+  }
   void advance(std::size_t n) { pos_ += n; }
   /// Exactly `n` bytes; false when the file ends first.
   bool bytes(void* out, std::size_t n);
@@ -75,14 +80,20 @@ class scanner {
 /// of the other byte order).
 template <class T>
 inline T load(const unsigned char* p, bool swap) {
-  unsigned char b[sizeof(T)];
+  static_assert(sizeof(T) == 1 || sizeof(T) == 2 || sizeof(T) == 4 || sizeof(T) == 8, "a word");
+  using word = std::conditional_t<
+      sizeof(T) == 1, std::uint8_t,
+      std::conditional_t<sizeof(T) == 2, std::uint16_t,
+                         std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
+  word w;
+  std::memcpy(&w, p, sizeof w);
   if (swap) {
-    for (std::size_t i = 0; i < sizeof(T); ++i) b[i] = p[sizeof(T) - 1 - i];
-  } else {
-    std::memcpy(b, p, sizeof(T));
+    if constexpr (sizeof(T) == 2) w = __builtin_bswap16(w);
+    if constexpr (sizeof(T) == 4) w = __builtin_bswap32(w);
+    if constexpr (sizeof(T) == 8) w = __builtin_bswap64(w);
   }
   T v;
-  std::memcpy(&v, b, sizeof(T));
+  std::memcpy(&v, &w, sizeof v);
   return v;
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "formats/columns.h"
 #include "formats/text_io.h"
@@ -30,13 +31,23 @@ vec3 cross(vec3 a, vec3 b) {
 }
 double norm(vec3 a) { return std::sqrt(a.x * a.x + a.y * a.y + a.z * a.z); }
 
-// The distance of each vertex from the line of the other two; the undivided
-// cross product where those two coincide.
-double smallest_height(const vec3 p[3]) {
-  double h = DBL_MAX;
+// The squared lengths of the cross products (b - a) x (p - a) and of the
+// bases b - a, for each vertex p and the other two a, b of a triangle.
+void height_squares(const vec3 p[3], double c2[3], double b2[3]) {
   for (unsigned k = 0; k < 3; ++k) {
     const vec3 a = p[(k + 1) % 3], b = p[(k + 2) % 3];
-    const double base = norm(b - a), c = norm(cross(b - a, p[k] - a));
+    const vec3 e = b - a, c = cross(e, p[k] - a);
+    c2[k] = c.x * c.x + c.y * c.y + c.z * c.z;
+    b2[k] = e.x * e.x + e.y * e.y + e.z * e.z;
+  }
+}
+
+// The distance of each vertex from the line of the other two; the undivided
+// cross product where those two coincide.
+double smallest_height(const double c2[3], const double b2[3]) {
+  double h = DBL_MAX;
+  for (unsigned k = 0; k < 3; ++k) {
+    const double base = std::sqrt(b2[k]), c = std::sqrt(c2[k]);
     const double hk = base == 0 ? c : c / base;
     if (hk < h) h = hk;
   }
@@ -54,20 +65,35 @@ class soup {
     c[0] = x, c[1] = y, c[2] = z;
     return true;
   }
-  bool triangle() {
-    unsigned* t = tri_.next();
+  /// Room for `count` vertices side by side, three doubles each; null when
+  /// it could not grow.
+  double* vertices(unsigned count) { return pos_.take(count); }
+  /// The last 3 `count` vertices make `count` triangles.
+  bool triangles(unsigned count) {
+    unsigned* t = tri_.take(count);
     if (!t) return false;
-    const unsigned first = pos_.cols() - 3;
-    t[0] = first, t[1] = first + 1, t[2] = first + 2;
-    vec3 p[3];
-    for (unsigned k = 0; k < 3; ++k) {
-      const double* c = pos_.col(first + k);
-      p[k] = {c[0], c[1], c[2]};
+    unsigned first = pos_.cols() - 3 * count;
+    const double* c = pos_.col(first);
+    for (unsigned e = 0; e < count; ++e, first += 3, t += 3, c += 9) {
+      t[0] = first, t[1] = first + 1, t[2] = first + 2;
+      const vec3 p[3] = {{c[0], c[1], c[2]}, {c[3], c[4], c[5]}, {c[6], c[7], c[8]}};
+      double c2[3], b2[3];
+      height_squares(p, c2, b2);
+      // Most triangles are no smaller than the best so far, which the
+      // squares tell with a margin far above their rounding; only the others
+      // take the square roots.
+      bool may = false;
+      for (unsigned k = 0; k < 3; ++k) may = may || !(c2[k] > bound_ * b2[k]);
+      if (!may) continue;
+      const double h = smallest_height(c2, b2);
+      if (h > 0 && h < best_) {
+        best_ = h;
+        bound_ = best_ * best_ * (1 + 0x1p-40);
+      }
     }
-    const double h = smallest_height(p);
-    if (h > 0 && h < best_) best_ = h;
     return true;
   }
+  bool triangle() { return triangles(1); }
   // The outputs are what was read, then welded.
   int finish(dense2D<double>& pos, dense2D<unsigned>& triangles) {
     if (!pos_.finish(pos) || !tri_.finish(triangles)) return -199;
@@ -86,6 +112,7 @@ class soup {
   io::column_builder<double> pos_;
   io::column_builder<unsigned> tri_;
   double best_ = DBL_MAX;
+  double bound_ = HUGE_VAL;  // above best_ squared
 };
 
 // A character stream over a file with the matching rules of scanf: a blank
@@ -246,22 +273,34 @@ int read_binary(std::FILE* f, dense2D<double>& pos, dense2D<unsigned>& triangles
   soup s(unsigned(count > 0 ? (count < room ? count : room) : 0));
   // Records in batches; a batch cut short ends the file after its last
   // whole record, with the whole vertices of a cut record kept.
-  const std::int32_t batch = 1024;
-  unsigned char recs[50 * batch];
+  // Batches large enough to be read straight from the file, not through the
+  // reader's own buffer.
+  const std::int32_t batch = 16384;
+  std::unique_ptr<unsigned char, void (*)(void*)> block(
+      static_cast<unsigned char*>(std::malloc(50 * std::size_t(batch))), std::free);
+  if (!block) return -199;
+  unsigned char* recs = block.get();
   for (std::int32_t i = 0; i < count;) {
     const std::int32_t want = count - i < batch ? count - i : batch;
     const std::size_t got = in.read(recs, 50 * std::size_t(want));
-    for (std::size_t at = 0; at < got; at += 50) {
-      const std::size_t have = got - at;
+    const unsigned whole = unsigned(got / 50);
+    double* v = s.vertices(3 * whole);
+    if (!v) return -199;
+    for (unsigned r = 0; r < whole; ++r) {
+      float c[9];
+      std::memcpy(c, recs + 50 * std::size_t(r) + 12, 36);
+      for (unsigned k = 0; k < 9; ++k) v[9 * r + k] = c[k];
+    }
+    if (!s.triangles(whole)) return -199;
+    if (got < 50 * std::size_t(want)) {
+      const std::size_t have = got - 50 * std::size_t(whole);
       for (unsigned k = 0; k < 3 && have >= 24 + 12 * k; ++k) {
         float c[3];
-        std::memcpy(c, recs + at + 12 + 12 * k, 12);
+        std::memcpy(c, recs + 50 * std::size_t(whole) + 12 + 12 * k, 12);
         if (!s.vertex(c[0], c[1], c[2])) return -199;
       }
-      if (have < 50) return s.finish(pos, triangles);
-      if (!s.triangle()) return -199;
+      break;
     }
-    if (got < 50 * std::size_t(want)) break;
     i += want;
   }
   return s.finish(pos, triangles);

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "formats/kind_collector.h"
 #include "formats/scanner.h"
@@ -99,9 +100,22 @@ const cell_kind* kind_of(long long vtk, unsigned nodes) {
 __attribute__((noinline)) bool sized(dense2D<double>& pos, unsigned n) { return pos.resize(3, n); }
 
 // Cells as read: cell c has the points ids[offsets[c]] to ids[offsets[c + 1]].
+// When every cell has the same number of points, `ids` has that many rows
+// and one column per cell, the layout of a connectivity, and `uniform` is
+// set; otherwise it is one row.
 struct cell_list {
-  dense1D<unsigned> offsets, ids;
+  dense1D<unsigned> offsets;
+  dense2D<unsigned> ids;
+  bool uniform = false;
   unsigned cells() const { return offsets.empty() ? 0 : offsets.size() - 1; }
+  // Room for `total` point numbers of `cells` cells, shaped as uniform cells
+  // would fill it.
+  bool size(std::uint64_t cells, std::uint64_t total) {
+    const unsigned rows =
+        cells && total % cells == 0 && total / cells > 0 ? unsigned(total / cells) : 1;
+    uniform = rows > 1 || total == cells;
+    return offsets.resize(unsigned(cells) + 1) && ids.resize(rows, unsigned(total / rows));
+  }
 };
 
 class reader {
@@ -199,44 +213,53 @@ class reader {
       }
       return true;
     }
+    switch (t.bytes * 4 + (t.real ? 2 : 0) + (t.is_signed ? 1 : 0)) {
+      case 4:
+        return binary_values<T, std::uint8_t>(n, each);
+      case 5:
+        return binary_values<T, std::int8_t>(n, each);
+      case 8:
+        return binary_values<T, std::uint16_t>(n, each);
+      case 9:
+        return binary_values<T, std::int16_t>(n, each);
+      case 16:
+        return binary_values<T, std::uint32_t>(n, each);
+      case 17:
+        return binary_values<T, std::int32_t>(n, each);
+      case 19:
+        return binary_values<T, float>(n, each);
+      case 32:
+        return binary_values<T, std::uint64_t>(n, each);
+      case 33:
+        return binary_values<T, std::int64_t>(n, each);
+      default:
+        return binary_values<T, double>(n, each);
+    }
+  }
+  // Big-endian values of type F, as T: as many at a time as the buffer holds.
+  template <class T, class F, class Each>
+  bool binary_values(std::uint64_t n, Each each) {
     std::uint64_t i = 0;
     while (i < n) {
       std::size_t have;
-      const std::uint64_t want = (n - i) * t.bytes;
+      const std::uint64_t want = (n - i) * sizeof(F);
       const unsigned char* p = in_.peek(want < (1u << 20) ? std::size_t(want) : (1u << 20), have);
-      std::uint64_t whole = have / t.bytes;
+      std::uint64_t whole = have / sizeof(F);
       if (whole == 0) return false;
       if (whole > n - i) whole = n - i;
-      for (std::uint64_t k = 0; k < whole; ++k, ++i, p += t.bytes) each(i, binary_value<T>(p, t));
-      in_.advance(std::size_t(whole * t.bytes));
+      for (std::uint64_t k = 0; k < whole; ++k, ++i, p += sizeof(F))
+        each(i, as<T>(io::load<F>(p, true)));
+      in_.advance(std::size_t(whole * sizeof(F)));
     }
     return true;
   }
-  // A big-endian value of type `t`, as a T.
-  template <class T>
-  static T binary_value(const unsigned char* p, const data_type& t) {
-    switch (t.bytes * 4 + (t.real ? 2 : 0) + (t.is_signed ? 1 : 0)) {
-      case 4:
-        return T(io::load<std::uint8_t>(p, true));
-      case 5:
-        return T(io::load<std::int8_t>(p, true));
-      case 8:
-        return T(io::load<std::uint16_t>(p, true));
-      case 9:
-        return T(io::load<std::int16_t>(p, true));
-      case 16:
-        return T(io::load<std::uint32_t>(p, true));
-      case 17:
-        return T(io::load<std::int32_t>(p, true));
-      case 19:
-        return T(io::load<float>(p, true));
-      case 32:
-        return T(io::load<std::uint64_t>(p, true) >> 1);  // no point has such a number
-      case 33:
-        return T(io::load<std::int64_t>(p, true));
-      default:
-        return T(io::load<double>(p, true));
-    }
+  // No point has a number of 63 bits or more: such values stay out of range.
+  template <class T, class F>
+  static T as(F v) {
+    if constexpr (std::is_same<F, std::uint64_t>::value && !std::is_floating_point<T>::value)
+      return T(v >> 1 > 0x7FFFFFFF ? 0x7FFFFFFFFFFFFFFFll : (long long)v);
+    else
+      return T(v);
   }
 
   int points(dense2D<double>& pos) {
@@ -250,44 +273,80 @@ class reader {
     return values<double>(3 * n, *type, [p](std::uint64_t i, double v) { p[i] = v; }) ? 0 : -3;
   }
 
-  // A point number to an index, NO_ID for one no point has (refused at the
-  // end, once every point is known).
-  static unsigned index(long long v) { return v >= 0 && v < 0xFFFFFFFFll ? unsigned(v) : NO_ID; }
+  // A point number to an index, NO_ID for one no point has; the largest,
+  // kept in `top`, is compared with the points at the end, once every point
+  // is known.
+  static unsigned note(long long v, unsigned& top) {
+    const unsigned id = v >= 0 && v < 0xFFFFFFFFll ? unsigned(v) : NO_ID;
+    top = id > top ? id : top;
+    return id;
+  }
 
+ public:
+  /// True when every point number of a cell names a point of `points`.
+  bool indices_below(unsigned points) const { return !any_ || largest_ < points; }
+
+ private:
   // "n size" and the list of count-and-points, or 5.1's "offsets size" and
   // its two lists.
   int cell_section(cell_list& cells) {
+    unsigned top = largest_;
+    const int status = cell_lists(cells, top);
+    largest_ = top;
+    any_ = any_ || !cells.ids.empty();
+    return status;
+  }
+  int cell_lists(cell_list& cells, unsigned& top) {
     std::uint64_t a, b;
     if (!count(a) || !count(b)) return -3;
     if (!new_cells_) {
       const data_type& int32 = data_types[5];
       if (!room(b, int32) || a > b || b > 0xFFFFFFFFu || !data_start()) return -3;
-      if (!cells.offsets.resize(unsigned(a) + 1) || !cells.ids.resize(unsigned(b - a))) return -199;
+      if (!cells.size(a, b - a)) return -199;
       unsigned* off = cells.offsets.data();
       unsigned* ids = cells.ids.data();
-      std::uint64_t next = 0, cell = 0, written = 0;  // where the next count stands
-      bool ok = true;
+      std::uint64_t written = 0;
       off[0] = 0;
-      const bool read = values<long long>(b, int32, [&](std::uint64_t i, long long v) {
-        if (i == next) {
-          // A count: the cell must fit in what is left of the list.
-          if (cell == a || v < 0 || std::uint64_t(v) > b - i - 1) {
-            ok = false;
-            next = b;
-            return;
-          }
-          next = i + 1 + std::uint64_t(v);
-          off[++cell] = unsigned(written + std::uint64_t(v));
-        } else if (ok) {
-          ids[written++] = index(v);
+      for (std::uint64_t cell = 0; cell < a; ++cell) {
+        // A count, then its points: the cell must leave room for the counts
+        // still to come.
+        long long v;
+        unsigned* to = ids + written;
+        std::size_t have = 0;
+        const unsigned char* p = binary_ ? in_.peek(64, have) : nullptr;
+        if (binary_) {
+          if (have < 4) return -3;
+          v = io::load<std::int32_t>(p, true);
+        } else if (!in_.integer(v)) {
+          return -3;
         }
-      });
-      return read && ok && cell == a && written == b - a ? 0 : -3;
+        if (v < 0 || std::uint64_t(v) > b - a - written) return -3;
+        if (binary_ && have >= 4 + 4 * std::uint64_t(v)) {
+          // The whole cell in view, as nearly always.
+          unsigned t = top;  // a local, which the stores through `to` cannot touch
+          for (long long i = 0; i < v; ++i)
+            to[i] = note(io::load<std::int32_t>(p + 4 + 4 * i, true), t);
+          top = t;
+          in_.advance(std::size_t(4 + 4 * v));
+        } else {
+          if (binary_) in_.advance(4);
+          if (!values<long long>(std::uint64_t(v), int32,
+                                 [&](std::uint64_t i, long long id) { to[i] = note(id, top); }))
+            return -3;
+        }
+        written += std::uint64_t(v);
+        off[cell + 1] = unsigned(written);
+      }
+      return written == b - a ? 0 : -3;
     }
     // 5.1: a offsets (cells + 1), b point numbers.
     std::string_view t;
-    if (a == 0 || a > 0xFFFFFFFFu || b > 0xFFFFFFFFu) return -3;
-    if (!cells.offsets.resize(unsigned(a)) || !cells.ids.resize(unsigned(b))) return -199;
+    // At least a byte per number (a digit and a blank in text) before
+    // anything is allocated for them.
+    if (a == 0 || a > 0xFFFFFFFFu || b > 0xFFFFFFFFu ||
+        (a + b) * (binary_ ? 1 : 2) > in_.left() + 1)
+      return -3;
+    if (!cells.size(a - 1, b)) return -199;
     unsigned* off = cells.offsets.data();
     unsigned* ids = cells.ids.data();
     if (!in_.token(t) || !same(t, "OFFSETS") || !in_.token(t)) return -3;
@@ -306,54 +365,107 @@ class reader {
     if (!in_.token(t) || !same(t, "CONNECTIVITY") || !in_.token(t)) return -3;
     type = type_named(t);
     if (!type || type->real || !room(b, *type) || !data_start() ||
-        !values<long long>(b, *type, [ids](std::uint64_t i, long long v) { ids[i] = index(v); }))
+        !values<long long>(b, *type, [&](std::uint64_t i, long long v) { ids[i] = note(v, top); }))
       return -3;
     return 0;
   }
 
-  // Appends cell c as an element of `k`, or counts it skipped.
-  bool add(const cell_list& cells, unsigned c, long long vtk, io::kind_collector& out,
-           unsigned& skipped) {
-    const unsigned first = cells.offsets[c], n = cells.offsets[c + 1] - first;
+  // The entry of cell_kinds that cell c becomes, `none` when it is skipped.
+  static constexpr unsigned char none = 0xFF;
+  unsigned char which(const cell_list& cells, unsigned c, long long vtk) {
+    const unsigned n = cells.offsets[c + 1] - cells.offsets[c];
     if (vtk != last_vtk_ || n != last_nodes_) {
-      last_kind_ = kind_of(vtk, n);
+      const cell_kind* k = kind_of(vtk, n);
+      last_which_ = k ? (unsigned char)(k - cell_kinds) : none;
       last_vtk_ = vtk;
       last_nodes_ = n;
     }
-    const cell_kind* k = last_kind_;
-    if (!k) {
-      ++skipped;
-      return true;
-    }
-    io::kind_collector::slot* s = out.of(k->kind);
-    unsigned* col = s ? s->conn.take(1) : nullptr;
-    int* ref = s ? s->refs.take(1) : nullptr;
-    if (!col || !ref) return false;
-    const unsigned* ids = cells.ids.data() + first;
-    for (unsigned i = 0; i < n; ++i) col[i] = ids[k->order ? k->order[i] : i];
-    *ref = 0;
+    return last_which_;
+  }
+
+  // True when every cell is of the first one's entry and as long as a row
+  // count of the lists says.
+  static bool same_cells(const cell_list& cells, const unsigned char* which) {
+    const unsigned* off = cells.offsets.data();
+    const unsigned rows = cells.ids.rows();
+    for (unsigned c = 0; c < cells.cells(); ++c)
+      if (which[c] != which[0] || off[c + 1] != (c + 1) * rows) return false;
     return true;
   }
 
-  int cell_types(const cell_list& cells, io::kind_collector& out, unsigned& skipped) {
+  // Deals the cells out to their kinds, each kind's room taken in one step.
+  int place(cell_list& cells, const unsigned char* which, io::kind_collector& out,
+            unsigned& skipped) {
+    const unsigned n = cells.cells();
+    if (n && cells.uniform && which[0] != none && cells.ids.rows() == cell_kinds[which[0]].nodes &&
+        !out.has(cell_kinds[which[0]].kind) && same_cells(cells, which)) {
+      // Cells of one kind, their lists already a connectivity: put in order
+      // where they stand and handed over.
+      const cell_kind& k = cell_kinds[which[0]];
+      if (k.order) {
+        // Every order of the table is its own inverse: a few exchanges.
+        unsigned first[8], second[8], pairs = 0;
+        for (unsigned i = 0; i < k.nodes; ++i)
+          if (k.order[i] > i) first[pairs] = i, second[pairs++] = k.order[i];
+        unsigned* c = cells.ids.data();
+        for (unsigned e = 0; e < n; ++e, c += k.nodes)
+          for (unsigned p = 0; p < pairs; ++p) std::swap(c[first[p]], c[second[p]]);
+      }
+      const bool adopted = out.adopt(k.kind, cells.ids);
+      cells.ids = dense2D<unsigned>();  // the lists now belong to the connectivity
+      return adopted ? 0 : -199;
+    }
+    unsigned count[21] = {};
+    for (unsigned c = 0; c < n; ++c)
+      which[c] == none ? ++skipped : ++count[cell_kinds[which[c]].kind];
+    unsigned* next[21] = {};
+    for (unsigned c = 0; c < n; ++c) {
+      if (which[c] == none) continue;
+      const element_type kind = cell_kinds[which[c]].kind;
+      if (!next[kind]) {  // the kinds are made in the order of their first cells
+        io::kind_collector::slot* s = out.of(kind);
+        next[kind] = s ? s->conn.take(count[kind]) : nullptr;
+        if (!next[kind]) return -199;
+      }
+    }
+    const unsigned* off = cells.offsets.data();
+    const unsigned* ids = cells.ids.data();
+    for (unsigned c = 0; c < n; ++c) {
+      if (which[c] == none) continue;
+      const cell_kind& k = cell_kinds[which[c]];
+      const unsigned* from = ids + off[c];
+      unsigned*& to = next[k.kind];
+      if (k.order)
+        for (unsigned i = 0; i < k.nodes; ++i) to[i] = from[k.order[i]];
+      else
+        std::memcpy(to, from, k.nodes * sizeof(unsigned));
+      to += k.nodes;
+    }
+    return 0;
+  }
+
+  int cell_types(cell_list& cells, io::kind_collector& out, unsigned& skipped) {
     std::uint64_t n;
     const data_type& int32 = data_types[5];
     if (typed_ || !count(n) || n != cells.cells() || !room(n, int32) || !data_start()) return -3;
     typed_ = true;
-    bool ok = true;
+    dense1D<unsigned char> kinds;
+    if (!kinds.resize(unsigned(n))) return -199;
+    unsigned char* k = kinds.data();
     if (!values<long long>(n, int32, [&](std::uint64_t c, long long vtk) {
-          ok = ok && add(cells, unsigned(c), vtk, out, skipped);
+          k[c] = which(cells, unsigned(c), vtk);
         }))
       return -3;
-    return ok ? 0 : -199;
+    return place(cells, k, out, skipped);
   }
 
   // A section of polygonal data: every cell of the type the section implies
   // (points of one vertex, lines of two, polygons of three or four).
-  int polygons(const cell_list& cells, int vtk, io::kind_collector& out, unsigned& skipped) {
-    for (unsigned c = 0; c < cells.cells(); ++c)
-      if (!add(cells, c, vtk, out, skipped)) return -199;
-    return 0;
+  int polygons(cell_list& cells, int vtk, io::kind_collector& out, unsigned& skipped) {
+    dense1D<unsigned char> kinds;
+    if (!kinds.resize(cells.cells())) return -199;
+    for (unsigned c = 0; c < cells.cells(); ++c) kinds[c] = which(cells, c, vtk);
+    return place(cells, kinds.data(), out, skipped);
   }
 
   // "FIELD name arrays", each array "name components tuples type" and its
@@ -402,7 +514,9 @@ class reader {
   // The kind of the cell type met last, since cells mostly come in runs.
   long long last_vtk_ = -1;
   unsigned last_nodes_ = 0;
-  const cell_kind* last_kind_ = nullptr;
+  unsigned char last_which_ = none;
+  unsigned largest_ = 0;
+  bool any_ = false;
 };
 
 }  // namespace
@@ -420,10 +534,11 @@ int vtk_input(const char* filename, dense2D<double>& pos,
   int status;
   {
     io::scanner in(f);
-    status = reader(in).run(points, elements, skipped);
+    reader r(in);
+    status = r.run(points, elements, skipped);
+    if (status == 0 && !r.indices_below(points.cols())) status = -4;
   }
   std::fclose(f);
-  if (status == 0 && !elements.indices_below(points.cols())) status = -4;
   if (status == 0) {
     pos = points;
     if (!elements.finish(connectivities, kinds, nullptr)) status = -199;

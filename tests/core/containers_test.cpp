@@ -104,6 +104,35 @@ TEST(View, SharingCopiesResizeAndClear) {
   EXPECT_EQ(e.capacity(), 0u);
 }
 
+TEST(View, ExternalMemoryIsViewedInPlaceAndNeverFreed) {
+  unsigned mem[10] = {0, 1, 90, 91, 10, 11, 92, 93, 20, 21};  // 2 x 3 with ld 4
+  {
+    dense2D<unsigned> m = dense2D<unsigned>::external(mem, 2, 3, 4);
+    EXPECT_EQ(flat(m), (V{0, 1, 10, 11, 20, 21}));
+    EXPECT_EQ(m.block()->capacity, 10u);  // the span, not ld * cols
+    m(1, 2) = 7;
+    EXPECT_EQ(mem[9], 7u);
+    dense2D<unsigned> held(m);  // shared: another row count goes to a fresh block
+    ASSERT_TRUE(m.resize(3, 3, 5));
+    EXPECT_EQ(flat(m), (V{0, 1, 5, 10, 11, 5, 20, 7, 5}));
+    EXPECT_EQ(mem[2] + mem[6], 182u);  // the gaps untouched
+    ASSERT_TRUE(held.resize(2, 2));    // shrinking stays in place
+    EXPECT_EQ(held.data(), mem + 0);
+    ASSERT_TRUE(held.append_column(4, 6));  // no room past the span: moves
+    ASSERT_TRUE(held.append_column(8, 9));
+    EXPECT_EQ(flat(held), (V{0, 1, 10, 11, 4, 6, 8, 9}));
+    EXPECT_EQ(mem[8], 20u);
+    dense1D<unsigned> v = dense1D<unsigned>::external(mem + 4, 2);
+    v.push_back(3);
+    EXPECT_EQ(std_of(v), (V{10, 11, 3}));
+    EXPECT_EQ(mem[6], 92u);
+  }  // no view frees the array
+  EXPECT_TRUE(dense2D<unsigned>::external(mem, 3, 2, 2).empty());
+  EXPECT_TRUE(dense2D<unsigned>::external(nullptr, 1, 1, 1).empty());
+  EXPECT_TRUE(dense2D<unsigned>::external(mem, 2, 0x80000000u, 2).empty());
+  EXPECT_TRUE(dense1D<unsigned>::external(nullptr, 3).empty());
+}
+
 TEST(Matrix, ViewsLeadingDimensionResizeAndAppend) {
   dense2D<unsigned> m = numbered(4, 5);
   dense2D<unsigned> s = m.sub_matrix(0, 1, 2, 3);  // rows 0-1 of columns 1-3

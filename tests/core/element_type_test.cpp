@@ -3,6 +3,7 @@
 
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "core/element_tables.h"
 #include "qz4/element_type.h"
@@ -46,4 +47,12 @@ TEST(ElementTables, MixedShapesAreReadRowByRow) {
   for (int k = 0; k < 4; ++k) EXPECT_EQ(solid_shape(shapes[k]), kinds[k]);
   EXPECT_EQ(face_shape(shapes[2] + 3), ET_TRIA3);
   EXPECT_EQ(face_shape(shapes[3]), ET_QUAD4);
+}
+
+TEST(ElementTables, NodeAndCornerCountsOfEveryKind) {
+  EXPECT_EQ(
+      std::vector<unsigned>(element_nodes, element_nodes + 21),
+      (std::vector<unsigned>{0, 1, 0, 2, 3, 0, 3, 4, 6, 8, 9, 0, 4, 10, 5, 14, 6, 18, 8, 20, 27}));
+  EXPECT_EQ(std::vector<unsigned>(element_corners, element_corners + 21),
+            (std::vector<unsigned>{0, 1, 2, 2, 2, 0, 3, 4, 3, 4, 4, 0, 4, 4, 5, 5, 6, 6, 8, 8, 8}));
 }

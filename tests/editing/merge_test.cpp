@@ -1,3 +1,4 @@
+#include "editing/merge_paths.h"
 #include "editing_test_util.h"
 #include "structured_mesh.h"
 
@@ -120,6 +121,69 @@ TEST(Merge, ConnectivityGlobalIsTheListWorkerOnItsNodes) {
   dense1D<unsigned> map;
   EXPECT_EQ((std::tuple{merge(pos, soup, map, 1e-9, 0), std_of(map), flat(soup)}),
             std::tuple(int(3 * ne - m.pos.cols()), expect, expect));
+}
+
+// The soup a file reader makes of a shuffled structured surface: three fresh
+// corners per triangle, numbered in order, as a reader does, or in a
+// scrambled order with a seed, in a view with ld > rows. One corner in ten moves by `near` on every
+// axis, one in twenty by `far`.
+std::pair<dense2D<double>, dense2D<unsigned>> soup_of(const qz4::support::mesh& m, double near,
+                                                      double far, unsigned seed) {
+  const unsigned ne = m.conn.cols(), rows = m.pos.rows();
+  V number = upto(3 * ne);
+  std::mt19937 g(seed);
+  if (seed) std::shuffle(number.begin(), number.end(), g);
+  dense2D<double> pos(rows, 3 * ne, 0.0);
+  dense2D<unsigned> tri(3, ne, 0u);
+  for (unsigned c = 0; c < 3 * ne; ++c) {
+    const unsigned n = number[c], r = g() % 20;
+    tri(c % 3, c / 3) = n;
+    for (unsigned k = 0; k < rows; ++k)
+      pos(k, n) = m.pos(k, m.conn(c % 3, c / 3)) + (r < 2 ? near : r == 2 ? far : 0.0);
+  }
+  return {padded_view(pos, -9.0), tri};
+}
+
+// The weld with the shortcut and with the tree worker alone: the same count,
+// map and connectivity, and the same clean-up after it as STL_input makes,
+// on exact, near and far corners. Where equal distances from one node leave
+// the order to the tree, the shortcut declines.
+TEST(Merge, WeldShortcutAnswersAsTheTreeWorker) {
+  const qz4::support::mesh plane = qz4::support::tria_grid(14, 11);
+  qz4::support::mesh box = qz4::support::box_surface(7, 5, 6);
+  qz4::support::shuffle(box, 4);
+  struct row {
+    const qz4::support::mesh* m;
+    double near, far, tol;
+    bool shortcut;
+  };
+  const row rows[] = {{&plane, 1e-4, 1e-2, 0.0, true},   {&plane, 1e-4, 1e-2, 1e-3, true},
+                      {&plane, 1e-4, 1e-2, 1e-5, true},  {&box, 2e-5, 3e-3, 1e-4, true},
+                      {&box, 2e-5, 3e-3, 6e-3, true},    {&box, 0.0, 0.0, 0.0, true},
+                      {&plane, 1e-4, 1e-2, 0.25, false}, {&box, 2e-5, 3e-3, 0.5, false}};
+  for (unsigned seed : {0u, 7u})
+    for (const row& r : rows) {
+      const auto [pos, tri] = soup_of(*r.m, r.near, r.far, seed);
+      dense1D<unsigned> map, u;
+      unique_indices(u, tri);
+      const V nodes = std_of(u);
+      EXPECT_EQ(tessellix::detail::merge_one_list(pos, nodes, map, r.tol) >= 0, r.shortcut)
+          << r.tol;
+      std::vector<std::tuple<int, V, V, int, int, V, Vd>> out;
+      for (bool shortcut : {true, false}) {
+        dense2D<double> p;
+        dense2D<unsigned> t;
+        p.copy(pos);
+        t.copy(tri);
+        const int merged =
+            tessellix::detail::merge_connectivities(pos, &t, &t + 1, map, r.tol, 0, shortcut);
+        const V m = std_of(map), welded = flat(t);
+        const int gone = remove_degenerated(t, map, true), unused = simplify(p, t, map, 0);
+        out.emplace_back(merged, m, welded, gone, unused, flat(t), flat(p));
+      }
+      EXPECT_EQ(out[0], out[1]) << r.tol;
+      EXPECT_GT(std::get<0>(out[0]), 0);
+    }
 }
 
 // Hand cases on nodes of the x axis. A chain spans more than the tolerance;

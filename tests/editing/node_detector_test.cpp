@@ -215,3 +215,57 @@ TEST(NodeDetector, ExactHitsSelfMixedDimensionsAndCopies) {
 }
 
 }  // namespace qz4test
+
+namespace qz4test {
+
+// Queries on nodes, between grid nodes (ties) and at random, in a view with
+// ld > rows; the batch answers each column as the single query does.
+template <unsigned D>
+void check_batch(const dense2D<double>& pos, unsigned n, unsigned seed) {
+  node_detector det(pos);
+  std::mt19937 g(seed);
+  std::uniform_real_distribution<double> u(-0.2, 1.2);
+  dense2D<double> q(D + 2, n, -5.0);
+  for (unsigned j = 0; j < n; ++j)
+    for (unsigned k = 0; k < D; ++k)
+      q(k, j) = j % 3 == 0   ? pos(k, g() % pos.cols())
+                : j % 3 == 1 ? 0.5 * double(g() % 13) - 0.5
+                             : u(g);
+  q(0, 1) = std::nan("");
+  const dense2D<double> view = q.sub_matrix(0, 0, D, n);
+  V single(n);
+  for (unsigned j = 0; j < n; ++j) {
+    vector_fixed<double, D> x;
+    for (unsigned k = 0; k < D; ++k) x[k] = view(k, j);
+    single[j] = unsigned(det.find_closest(x));
+  }
+  dense1D<unsigned> batch(3, 7u);
+  ASSERT_EQ(det.find_closest(view, batch), 0);
+  EXPECT_EQ(std_of(batch), single);
+}
+
+TEST(NodeDetector, BatchAnswersAsSingleQueries) {
+  check_batch<2>(grid_points(2, 9, 8, 1), 600, 1);
+  check_batch<3>(grid_points(3, 6, 5, 4), 600, 2);
+  check_batch<3>(coincident_points(3, 200, 3, 8), 300, 3);
+  check_batch<2>(random_points(2, 3000, 4, 1), 2000, 4);
+  check_batch<3>(random_points(3, 3000, 5), 2000, 5);
+
+  // The detector's dimension only, or 2 or 3 rows without a tree; nothing
+  // to search gives NO_ID.
+  dense2D<double> p3 = grid_points(3, 3, 3, 3), q2(2, 2, 0.5), q3(3, 2, 0.5), q4(4, 1, 0.0),
+                  none(3, 0, 0.0);
+  node_detector d3(p3), empty, on_none(none);
+  dense1D<unsigned> out(2, 1u);
+  EXPECT_EQ((std::tuple{d3.find_closest(q2, out), out.size(), empty.find_closest(q4, out),
+                        empty.find_closest(q3, out), std_of(out), on_none.find_closest(q3, out),
+                        std_of(out), d3.find_closest(none, out), out.size()}),
+            std::tuple(-1, 0u, -1, 0, V{NO_ID, NO_ID}, 0, V{NO_ID, NO_ID}, 0, 0u));
+  expect_ok_or_out_of_memory([&] {
+    const int s = d3.find_closest(q3, out);
+    EXPECT_EQ(out.size(), s == 0 ? 2u : 0u);
+    return s;
+  });
+}
+
+}  // namespace qz4test

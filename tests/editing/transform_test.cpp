@@ -19,6 +19,18 @@ TEST(TranslateAndZoom, AllListsAndConnectivities) {
   EXPECT_EQ((std::tuple{translate(p, P3{{0, 0, 1}}, mat(2, {1, 0, 1, NO_ID})), flat(p)}),
             std::tuple(2, Vd{1, 0, 1, 1, 1, 1, 4, 2, 0}));  // each node once
 
+  // Identities on lists and connectivities: 0 at once, a 1-row matrix not grown.
+  dense2D<double> one = points(1, {7, 8});
+  const dense1D<unsigned> list = vec({0, 1});
+  const dense2D<unsigned> edge = mat(2, {0, 1});
+  EXPECT_EQ(
+      (std::vector<int>{
+          translate(one, P2{{0, 0}}, list), translate(one, P3{{0, 0, 0}}, edge),
+          rotate(one, P2{{1, 1}}, 0.0, list), rotate(one, P3{{1, 1, 1}}, P3{{0, 0, 0}}, edge),
+          zoom(one, P2{{1, 1}}, 1.0, edge), zoom(one, P3{{1, 1, 1}}, 1.0, list), int(one.rows())}),
+      (std::vector<int>{0, 0, 0, 0, 0, 0, 1}));
+  EXPECT_EQ(flat(one), (Vd{7, 8}));
+
   // Scaling adds the correction to the old position.
   p = points(2, {1, 2, 3, 4});
   EXPECT_EQ((std::tuple{zoom(p, P2{{1, 1}}, 1.0), zoom(p, P2{{1, 1}}, 2.0), flat(p)}),
@@ -46,6 +58,13 @@ TEST(Rotate, PlanarAndSpatial) {
   s(1, 0) = 5;
   EXPECT_EQ((std::pair{rotate(s, c, r), s.rows()}), std::pair(2, 3u));
   for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(s(k, 0), (Vd{4, 10, 5})[k], 1e-14);
+
+  // A third of a turn about (1, 1, 1) through a centre off the origin takes
+  // every offset (dx, dy, dz) to (dz, dx, dy): each term of the rotation counts.
+  dense2D<double> g = points(3, {6, -5, 14, 3, -2, 10.5});
+  const double third = 2 * pi / 3 / std::sqrt(3.0);
+  EXPECT_EQ(rotate(g, P3{{5, -7, 11}}, P3{{third, third, third}}), 2);
+  for (unsigned k = 0; k < 6; ++k) EXPECT_NEAR(flat(g)[k], (Vd{8, -6, 13, 4.5, -9, 16})[k], 1e-13);
 
   // Around 0.001 the Rodrigues factors switch to their series; both sides
   // must agree with the closed form to rounding.

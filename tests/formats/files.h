@@ -10,6 +10,8 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "alloc_seam.h"
@@ -33,6 +35,12 @@ inline std::string spit(const std::string& name, const std::string& bytes) {
   const std::string path = scratch(name);
   std::ofstream(path, std::ios::binary) << bytes;
   return path;
+}
+
+/// The text with every "\n" turned into "\r\n", as saved on Windows.
+inline std::string crlf(std::string s) {
+  for (std::size_t i = 0; (i = s.find('\n', i)) != std::string::npos; i += 2) s.insert(i, "\r");
+  return s;
 }
 
 /// Several results of one kind, compared at once; a braced list is

@@ -21,7 +21,12 @@ TEST(TextWriter, NumbersAsPrintfWritesThem) {
       "1.7976931348623157e308 inf -inf nan -nan 1e21 123456789012 999999999999999.9 1e15 "
       "9.99999999999e-13 99999.99999";
   for (char* p = list; *p;) values.push_back(std::strtod(p, &p));
-  for (int e = -12; e <= 12; ++e) values.push_back(std::pow(10.0, e));
+  // Every decade of the doubles, both signs, mantissas that round up, down
+  // and to even at each precision.
+  for (int e = -300; e <= 300; ++e)
+    for (double m : {1.0, 1.5, 2.5, 9.999999999, 3.14159265358979, 7.0000005, 5.55555555555})
+      values.push_back(m * std::pow(10.0, e)), values.push_back(-m * std::pow(10.0, e));
+  for (double sub : {4.9406564584124654e-324, 1e-310, -2.5e-320}) values.push_back(sub);
   std::mt19937_64 rng(7);
   for (int i = 0; i < 3000; ++i) {
     const std::uint64_t bits = rng();

@@ -46,12 +46,13 @@ TEST(Medit, MeshSectionsInKindOrderAndSolutions) {
                 "Hexahedra\n1\n1 2 3 4 5 5 5 5 2 \n\nHexahedra\n1\n6 5 4 4 3 2 1 1 2 "
                 "\n\nEnd\n");
 
-  // Groups as references; elements of group NO_ID left out.
-  ASSERT_EQ(0, medit_output(p, nodes(1, 3), conn(3, {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}}), ET_TRIA3,
-                            vec({2, NO_ID, 2})));
+  // Groups as references, group after group; elements of group NO_ID left out.
+  ASSERT_EQ(0, medit_output(p, nodes(1, 3),
+                            conn(3, {{0, 1, 2}, {1, 2, 0}, {2, 0, 1}, {0, 2, 1}, {1, 0, 2}}),
+                            ET_TRIA3, vec({1, 0, 1, NO_ID, 2})));
   const std::string grouped = slurp(path);
   EXPECT_TRUE(has(grouped, "Dimension 1\n"));
-  EXPECT_TRUE(has(grouped, "Triangles\n2\n1 2 3 2 \n3 1 2 2 \n\nEnd\n"));
+  EXPECT_TRUE(has(grouped, "Triangles\n4\n2 3 1 0 \n1 2 3 1 \n3 1 2 1 \n2 1 3 2 \n\nEnd\n"));
 
   ASSERT_EQ(0, medit_scalar(p, 3, dense1D<double>(8, 0.25)));
   std::string line;
@@ -159,6 +160,13 @@ TEST(EnSight, PartsByPosition) {
       "*************\nquad8\n       1\n       1       1       2       3       4"
       "       5       6       7       8\n";
   EXPECT_TRUE(has(slurp(path), "part        1\n" + quad8 + "part        2\n" + quad8));
+  // A 27-node hexahedron goes out as its first twenty nodes.
+  dense2D<unsigned> hexa27(27, 1);
+  std::string twenty = "part        1\n*************\nhexa20\n       1\n       1";
+  for (unsigned k = 0; k < 27; ++k) hexa27(k, 0) = 26 - k;
+  for (unsigned k = 0; k < 20; ++k) twenty += e(27 - k, "%8.0f");
+  ASSERT_EQ(0, ensight_output(p, nodes(3, 27), hexa27, ET_HEXA27));
+  EXPECT_TRUE(has(slurp(path), twenty + "\n"));
   ASSERT_EQ(0, ensight_output(p, dense2D<double>(3, 0), nullptr, nullptr, no_kinds));
   EXPECT_EQ(slurp(path).substr(95), "       0\n");
 }

@@ -26,6 +26,13 @@ TEST(HShock, WorkedValuesAndStatuses) {
   EXPECT_EQ(Vi({H_shock(pos, e01, M, s), H_shock(pos, conn(2, {{1, 2}}), sizes({1, 0, 1}), s)}),
             Vi({0, 0}));
   EXPECT_EQ(Vd({s[0], s[2]}), Vd({DBL_MAX, DBL_MAX}));
+  // In space: sizes 1 and 2 along d = (1, 2, 2), the second tensor with every
+  // packed entry distinct (its extra terms vanish along d): e^(1/3) - 1.
+  dense1D<double> u;
+  ASSERT_EQ(H_shock(points(3, {0, 0, 0, 1, 2, 2}), e01,
+                    mat(6, Vd{1, 0, 1, 0, 0, 1, .33, .02, .21, -.06, .03, .25}), u),
+            0);
+  EXPECT_TRUE(Near(std_of(u), {std::cbrt(std::exp(1.0)) - 1, std::cbrt(std::exp(1.0)) - 1}, 1e-14));
   dense1D<double> t;  // two rows hold no tensor of the plane, whatever they say
   ASSERT_EQ(H_shock(pos, e01, mat(2, Vd{1, 0, 1, 0, 1, 0}), t), 0);
   EXPECT_EQ(t[0], DBL_MAX);

@@ -151,8 +151,12 @@ TEST(MetricRepair, FromSizesAndTensors) {
   M(5, 0) = 0;
   EXPECT_EQ(O(M, ref), 0);  // a valid tensor stays, whatever the reference
   EXPECT_EQ(flat(M), Vd({0.25, 0, 0.25, 0, 0, 0.25, 4, 0, 4, 0, 0, 4}));
-  M(0, 1) = 0, R6(0, 1) = R6(2, 1) = R6(5, 1) = 5;  // the repair walks every column
-  EXPECT_EQ(O(M, R6) + M(0, 1), 5.0);
+  // The repair walks every column and copies every entry of the tensor.
+  const Vd spd = {5, 0.1, 4, 0.2, 0.3, 3};
+  M(0, 1) = 0;
+  for (unsigned r = 0; r < 6; ++r) R6(r, 1) = spd[r];
+  EXPECT_EQ(O(M, R6), 0);
+  EXPECT_EQ(flat(M), join(Vd({0.25, 0, 0.25, 0, 0, 0.25}), spd));
 }
 
 TEST(EdgeMeasures, LogMeanAndLengths) {

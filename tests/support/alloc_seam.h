@@ -59,6 +59,23 @@ unsigned expect_ok_or_out_of_memory(F call, int ok = 0) {
   return refused;
 }
 
+/// As above for a call with outputs: `outputs()` gives them as one comparable
+/// value. A run that succeeds must leave exactly what an unrefused run
+/// leaves (never a shorter mesh), one that meets -199 must leave `cleared`.
+template <class F, class O, class V>
+unsigned expect_ok_or_out_of_memory(F call, int ok, O outputs, const V& cleared) {
+  EXPECT_EQ(call(), ok);
+  const auto whole = outputs();
+  return expect_ok_or_out_of_memory(
+      [&] {
+        const int s = call();
+        EXPECT_TRUE(s == ok ? outputs() == whole : s != -199 || outputs() == cleared)
+            << "status " << s;
+        return s;
+      },
+      ok);
+}
+
 }  // namespace qz4test
 
 #endif

@@ -90,6 +90,16 @@ class QZ4_API node_detector {
   unsigned long find_closest(const vector_fixed<double, 2>& point) const;
   unsigned long find_closest(const vector_fixed<double, 3>& point) const;
 
+  /// The closest node to each column of `points`, as find_closest gives it
+  /// for that column alone, ties included. The columns are searched in the
+  /// order of a space-filling curve, so that neighbouring queries share the
+  /// tree's cache lines, and the answers are written in column order. In:
+  /// `points`, with the detector's dimension in rows (2 or 3 without a
+  /// tree). Out: `closest`, one node per column, NO_ID where the tree holds
+  /// nothing. Status: 0; -1 when `points` has another row count; -199 when
+  /// scratch could not be had. `closest` is empty after a failure.
+  int find_closest(const dense2D<double>& points, dense1D<unsigned>& closest) const;
+
   /// The node closest to node `node` other than itself (a node at the same
   /// place is an answer at distance 0). `node` need not be in the tree.
   /// NO_ID with no tree, no other entry, or `node` not a column of the

@@ -298,8 +298,8 @@ QZ4_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos
 /// as huge indices. A face on a last line without its newline is dropped.
 ///
 /// In: `filename`. Out: `pos` (3 rows), `normals` (3 rows), `textures`,
-/// `triangles`, `quadrangles`, all emptied first; after a failure they keep
-/// what was read before it. Status: 0; -1 when the file cannot be opened, a
+/// `triangles`, `quadrangles`, all emptied first; after a failure other than
+/// -199 they keep what was read before it, after -199 they are empty. Status: 0; -1 when the file cannot be opened, a
 /// keyword stands alone, a "v" has fewer than 3 numbers, a "vn" not 3, a
 /// "vt" more than 3, a corner has a bad character after a number, or a face
 /// uses texture or normal numbers before any "vt" or "vn" line; -199 when
@@ -364,7 +364,8 @@ QZ4_API int NASTRAN_output(const char* filename, const dense2D<double>& pos,
 /// cards are passed over.
 /// Status: 0; -1 when the file cannot be opened, has no "BEGIN BULK" line,
 /// no node or no element, or a card has fewer fields than it needs; -199
-/// when memory ran out. What was read before a failure stays.
+/// when memory ran out (outputs empty). What was read before another
+/// failure stays.
 QZ4_API int NASTRAN_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
                           dense1D<unsigned>& starts, dense1D<int>& kinds,
                           dense1D<unsigned>& properties);
@@ -392,8 +393,8 @@ QZ4_API int FEMAP_output(const char* filename, const dense2D<double>& pos,
 /// lines; an unknown topology code passes the record unread and puts a kind
 /// 0 in the run table (which then no longer lines up with the columns).
 /// Status: 0; -1 when the file cannot be opened, has no node or no element,
-/// or a record has fewer fields than it needs; -199 when memory ran out.
-/// What was read before a failure stays.
+/// or a record has fewer fields than it needs; -199 when memory ran out
+/// (outputs empty). What was read before another failure stays.
 QZ4_API int FEMAP_input(const char* filename, dense2D<double>& pos, dense2D<unsigned>& conn,
                         dense1D<unsigned>& starts, dense1D<int>& kinds,
                         dense1D<unsigned>& properties);
