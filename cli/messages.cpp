@@ -49,7 +49,7 @@ unsigned largest_refused = 0;
 char* allocate(unsigned bytes) {
   constexpr unsigned huge = 2u << 20;
   void* p = nullptr;
-  if (bytes >= 4 * huge) {
+  if (bytes >= huge) {
     if (posix_memalign(&p, huge, bytes) == 0)
       madvise(p, bytes, MADV_HUGEPAGE);
     else
