@@ -1,8 +1,9 @@
 // Seeds for the MEDIT mesh harness: a mixed mesh written by the library,
 // hand-written text with every section and skipped keyword, and binary
 // files of each version in both byte orders.
+#include "fuzz_input.h"
+#include "meshb_writer.h"
 #include "qz4/tessellix/formats.h"
-#include "viewing_fuzz.h"
 
 int main(int argc, char** argv) {
   if (argc < 2) return 1;
@@ -20,8 +21,8 @@ int main(int argc, char** argv) {
       "Triangles 1 1 2 3 0\nQuadrilaterals 1\n1 2 3 4 5\nTrianglesP2 1 1 2 3 4 1 2 0\n"
       "QuadrilateralsQ2 1 1 2 3 4 1 2 3 4 1 0\nEnd\n");
   for (unsigned version = 1; version <= 4; ++version) {
-    qz4fuzz::meshb b{version, version % 2 == 0, ""};
-    b.word(1), b.word(std::int32_t(version));
+    support::meshb b{version, version % 2 == 0, ""};
+    b.start();
     b.keyword(3, [&] { b.word(3); });
     b.keyword(4, [&] {
       b.integer(5);

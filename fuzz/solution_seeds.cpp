@@ -1,7 +1,8 @@
 // Seeds for the MEDIT solution harness: the library's scalar and tensor
 // files, a keyword form of every field type, and a binary one.
+#include "fuzz_input.h"
+#include "meshb_writer.h"
 #include "qz4/tessellix/formats.h"
-#include "viewing_fuzz.h"
 
 int main(int argc, char** argv) {
   if (argc < 2) return 1;
@@ -13,8 +14,8 @@ int main(int argc, char** argv) {
   qz4fuzz::seed(argv[1], "keywords",
                 "MeshVersionFormatted 2\nDimension 3\nTime 0.5\nSolAtVertices\n2\n3 1 2 3\n"
                 "1 2 3 4 11 12 13 22 23 33\n-1 -2 -3 -4 1 0 0 1 0 1\nEnd\n");
-  qz4fuzz::meshb b{2, true, ""};
-  b.word(1), b.word(2);
+  support::meshb b{2, true, ""};
+  b.start();
   b.keyword(3, [&] { b.word(2); });
   b.keyword(62, [&] {
     b.integer(2), b.word(2), b.word(1), b.word(3);

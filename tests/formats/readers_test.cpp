@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "files.h"
+#include "meshb_writer.h"
 
 namespace {
 
@@ -74,42 +75,12 @@ const char* medit_text =
     "0 1 0 3\n0 0 0.5e0 4\nCorners 2 1 2\nNormals 1 1 0 0\nIdentifier 12 3\n"
     "Tetrahedra\n1\n1 2 4 3 7\nTriangles 2\n1 2 3 5\n1 2 4 6\nEnd\n";
 
-// A binary MEDIT file: words sized by the version, in either byte order.
-struct meshb {
-  unsigned version;
-  bool swap;
-  std::string bytes;
-  void raw(const void* p, std::size_t n) {
-    const char* c = static_cast<const char*>(p);
-    for (std::size_t i = 0; i < n; ++i) bytes += c[swap ? n - 1 - i : i];
-  }
-  void i32(std::int32_t v) { raw(&v, 4); }
-  void integer(std::int64_t v) {
-    const std::int32_t w = std::int32_t(v);
-    version == 4 ? raw(&v, 8) : raw(&w, 4);
-  }
-  void real(double v) {
-    const float f = float(v);
-    version == 1 ? raw(&f, 4) : raw(&v, 8);
-  }
-  // A keyword, its body, and the position of what follows patched in.
-  template <class Body>
-  void keyword(int code, Body body, bool last = false) {
-    i32(code);
-    const std::size_t at = bytes.size();
-    bytes += std::string(version >= 3 ? 8 : 4, '\0');  // positions of 64 bits from version 3
-    body();
-    meshb p{version, swap, ""};
-    const std::int64_t next = last ? 0 : std::int64_t(bytes.size());
-    version >= 3 ? p.raw(&next, 8) : p.i32(std::int32_t(next));
-    bytes.replace(at, p.bytes.size(), p.bytes);
-  }
-};
+using support::meshb;
 
 std::string medit_binary(unsigned version, bool swap) {
   meshb b{version, swap, ""};
-  b.i32(1), b.i32(std::int32_t(version));
-  b.keyword(3, [&] { b.i32(3); });
+  b.start();
+  b.keyword(3, [&] { b.word(3); });
   b.keyword(4, [&] {
     b.integer(4);
     const double c[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 0.5}};
@@ -123,8 +94,7 @@ std::string medit_binary(unsigned version, bool swap) {
     b.integer(2);
     for (int v : {1, 2, 3, 5, 1, 2, 4, 6}) b.integer(v);
   });
-  b.keyword(
-      54, [] {}, true);
+  b.keyword(54, [] {});
   return b.bytes;
 }
 
@@ -176,8 +146,8 @@ TEST(MeditInput, EverySectionTextAndBinary) {
     const unsigned n = element_nodes[kind];
     std::string text = "MeshVersionFormatted 1 Dimension 3 Vertices 27\n";
     meshb b{2, false, ""};
-    b.i32(1), b.i32(2);
-    b.keyword(3, [&] { b.i32(3); });
+    b.start();
+    b.keyword(3, [&] { b.word(3); });
     b.keyword(4, [&] {
       b.integer(27);
       for (int v = 0; v < 27; ++v)
@@ -189,8 +159,7 @@ TEST(MeditInput, EverySectionTextAndBinary) {
       for (unsigned k = 1; k <= n; ++k) b.integer(k), text += std::to_string(k) + " ";
       b.integer(5);
     });
-    b.keyword(
-        54, [] {}, true);
+    b.keyword(54, [] {});
     std::vector<double> expected = {double(kind), double(n), 1};
     for (unsigned k = 0; k < n; ++k) expected.push_back(k);
     expected.push_back(5);
@@ -255,14 +224,13 @@ TEST(MeditInput, Solutions) {
   EXPECT_EQ(shaped(f[2]), (std::vector<double>{6, 2, 11, 12, 22, 13, 23, 33, 1, 0, 1, 0, 0, 1}));
   const std::vector<double> first = flat(f[2]);
   meshb b{3, true, ""};
-  b.i32(1), b.i32(3);
-  b.keyword(3, [&] { b.i32(2); });
+  b.start();
+  b.keyword(3, [&] { b.word(2); });
   b.keyword(62, [&] {
-    b.integer(1), b.i32(1), b.i32(3);
+    b.integer(1), b.word(1), b.word(3);
     for (double v : {4.0, 5.0, 6.0}) b.real(v);
   });
-  b.keyword(
-      54, [] {}, true);
+  b.keyword(54, [] {});
   EXPECT_EQ(1, medit_solution_input(spit("s.solb", b.bytes).c_str(), f, m.kinds));
   EXPECT_EQ(shaped(f[0]), (std::vector<double>{3, 1, 4, 5, 6}));
   // The library's own solution files, in their packed order.
