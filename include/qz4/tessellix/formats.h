@@ -299,9 +299,10 @@ QZ4_API int WavefrontOBJ_output(const char* filename, const dense2D<double>& pos
 ///
 /// In: `filename`. Out: `pos` (3 rows), `normals` (3 rows), `textures`,
 /// `triangles`, `quadrangles`, all emptied first; after a failure other than
-/// -199 they keep what was read before it, after -199 they are empty. Status: 0; -1 when the file
-/// cannot be opened, a keyword stands alone, a "v" has fewer than 3 numbers, a "vn" not 3, a "vt"
-/// more than 3, a corner has a bad character after a number, or a face uses texture or normal
+/// -199 they keep what was read before it, after -199 they are empty.
+/// Status: 0; -1 when the file cannot be opened, a keyword stands alone, a
+/// "v" has fewer than 3 numbers, a "vn" not 3, a "vt" more than 3, a corner
+/// has a bad character after a number, or a face uses texture or normal
 /// numbers before any "vt" or "vn" line; -199 when memory ran out.
 QZ4_API int WavefrontOBJ_input(const char* filename, dense2D<double>& pos, dense2D<double>& normals,
                                dense2D<double>& textures, dense2D<unsigned>& triangles,
