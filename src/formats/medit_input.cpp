@@ -243,7 +243,7 @@ class binary_source {
 
   // The code 1 in either byte order and a version from 1 to 4.
   bool start() {
-    unsigned char head[8];
+    unsigned char head[8] = {};
     if (!in_.bytes(head, 8)) return false;
     swap_ = io::load<std::uint32_t>(head, false) != 1;
     const std::uint32_t version = io::load<std::uint32_t>(head + 4, swap_);

@@ -195,9 +195,13 @@ TEST(MeditInput, RoundTripAndDamage) {
       {"MeshVersionFormatted 2\nDimension 3\nVertices 1 0 0 x 0\nEnd\n", -3},
       {"MeshVersionFormatted 2\nDimension 3\nVertices 1 0 0 0 0\nEdges 1 1 2 0\nEnd\n", -4},
       {"MeshVersionFormatted 2\nDimension 3\nVertices 1 0 0 0 0\nEdges 1 0 1 0\nEnd\n", -4},
+      {"MeshVersionFormatted 2\nDimension 3\nVertices 2 0 0 0 0 1 0 0 0\nTriangles 1 1 2 2 0\n"
+       "Edges 1 1 3 0\nEnd\n",
+       -4},  // in the second kind met
       {"MeshVersionFormatted 2\nDimension 4\nEnd\n", -2},
       {"MeshVersion 2\n", -2},
       {bin.substr(0, 4) + std::string("\x05\0\0\0", 4) + bin.substr(8), -2},  // version 5
+      {bin.substr(0, 7), -2},                                                 // a header cut short
       {bin.substr(0, bin.size() - 30), -3},
       {backwards, -3}};
   for (const auto& [bytes, status] : damaged) {
@@ -247,7 +251,8 @@ TEST(MeditInput, Solutions) {
       {"MeshVersionFormatted 2\nDimension 3\nEnd\n", -2},
       {"MeshVersionFormatted 2\nDimension 3\nSolAtVertices 1 1 4 1 2 3 4 5 6 7 8 9\nEnd\n", -2},
       {"MeshVersionFormatted 2\nDimension 3\nSolAtVertices 2 1 1 1\nEnd\n", -3},
-      {"3 1 4 2\n1 2\n", -3}};
+      {"3 1 4 2\n1 2\n", -3},
+      {"0 1 1 2\n5\n", -2}};
   for (const auto& [bytes, status] : damaged) {
     EXPECT_EQ(status, medit_solution_input(spit("d.sol", bytes).c_str(), f, m.kinds));
     EXPECT_TRUE(f.empty() && m.kinds.empty());
@@ -326,6 +331,11 @@ TEST(VtkInput, RoundTripAndDamage) {
       {"# vtk Data File\n", -2},
       {head + "POINTS 3 float\n0 0 0 1 0 0\n", -3},
       {head + "POINTS 99999 float\n0 0 0\n", -3},
+      {head + "POINTS 1431655765 float\n0 0 0\n", -3},  // nothing allocated for it
+      {"# vtk Data File Version 2.0\n\nASCII\nDATASET UNSTRUCTURED_GRID\nPOINTS 0 float\n", -2},
+      {"# vtk DataFile Version 5.1\n\nASCII\nDATASET UNSTRUCTURED_GRID\nPOINTS 0 float\n"
+       "CELLS 1 0\nOFFSETS vtktypeint64\n0\nCONNECTIVITY double\nCELL_TYPES 0\n",
+       -3},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 2\n1 1\nCELL_TYPES 1\n1\n", -4},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 3\n1 0\nCELL_TYPES 1\n1\n", -3},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 2\n1 0\n", -3},  // no types
@@ -335,6 +345,8 @@ TEST(VtkInput, RoundTripAndDamage) {
     EXPECT_TRUE(m.pos.empty() && m.conns.empty() && m.kinds.empty());
   }
   EXPECT_EQ(-1, m.vtk(scratch("none.vtk")));
+  EXPECT_EQ(0, m.vtk(spit("e.vtk", head + "POINTS 1 float\n1 2 3")));  // no line end
+  EXPECT_EQ(flat(m.pos), (std::vector<double>{1, 2, 3}));
   expect_ok_or_out_of_memory([&] { return m.vtk(path); }, 0, [&] { return m.all(); },
                              std::vector<double>{0});
 }

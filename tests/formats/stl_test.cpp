@@ -158,4 +158,12 @@ TEST(STL, RoundTripsAClosedSurfaceAndReportsExhaustedMemory) {
                                },
                                std::pair<std::vector<double>, std::vector<unsigned>>{});
   }
+  // A text file larger than the reader's buffer: numbers cut by a refill
+  // read whole.
+  const support::mesh big = support::box_surface(24, 24, 24);
+  const std::string path = scratch("big.stla");
+  ASSERT_EQ(0, STL_output(path.c_str(), big.pos, big.conn, true));
+  surface s;
+  EXPECT_EQ(STL_input(path.c_str(), s.p, s.t, true), int(big.conn.cols()));
+  EXPECT_EQ(s.p.cols(), big.pos.cols());
 }

@@ -223,6 +223,13 @@ TEST(MetricIntersection, MinimumMaximumBlendAndFrames) {
           metrics_aniso3d_to_aniso2d(M3, frames3, out),
           metrics_iso_to_aniso2d(sizes({1, 2}), frames, m2)}),
       Vi({-1, -2, -2, 2, 0, 0}));  // M untouched on failure
+  const dense1D<double> two = sizes({1, 2});
+  for (bool from3 : {false, true})
+    expect_ok_or_out_of_memory([&] {
+      dense2D<double> fresh;
+      return from3 ? metrics_aniso3d_to_aniso2d(M3, frames3, fresh)
+                   : metrics_iso_to_aniso2d(two, frames, fresh);
+    });
   EXPECT_EQ(Vd({out(2, 0), out(2, 1), m2(0, 1), m2(1, 1), m2(2, 1)}), Vd({12, 24, 1, 0, 0.25}));
   EXPECT_EQ(metrics_aniso3d_to_aniso2d(dense2D<double>(6, 0), dense2D<double>(6, 0), out) +
                 out.rows() * 10 + out.cols(),

@@ -28,9 +28,10 @@ static Vd pyramid(double z) { return {1, 0, 0, 0, 1, 0, -1, 0, 0, 0, -1, 0, 0, 0
 // Triangles and quadrangles in the plane (signed), in space and in 4 rows;
 // the quadrangles clockwise, rectangle, crossed, collapsed and, in space, a
 // saddle (opposite corner normals 1/3 of a turn apart: warp 1/3, base
-// sqrt(3/2)). Tetrahedra regular, with P0 and P1 exchanged, corner, flat
-// and nearly flat (apex 1e-9 over the centre of an equilateral base:
-// sqrt(6) times the height, through the careful form). The pyramid of
+// sqrt(3/2)). Tetrahedra regular, with P0 and P1 exchanged, corner, corner
+// halved in z (every term of the fast form counts), flat and nearly flat
+// (apex 1e-9 over the centre of an equilateral base: sqrt(6) times the
+// height, through the careful form). The pyramid of
 // apex height h over a base of half diagonal 1 gives 2h / (1 + h^2) on both
 // diagonals. The regular wedge far from the origin, where an unscaled
 // centroid would fall outside the element.
@@ -56,6 +57,7 @@ static const Vd cases[] = {
     {ET_TETRA4, 3, 1.0, 1, 1, 1, 1, -1, -1, -1, 1, -1, -1, -1, 1},
     {ET_TETRA4, 3, -1.0, 1, -1, -1, 1, 1, 1, -1, 1, -1, -1, -1, 1},
     {ET_TETRA4, 3, r3 - 1, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0},
+    {ET_TETRA4, 3, r3 / (2 + std::sqrt(1.5)), 1, 0, 0, 0, 1, 0, 0, 0, 0.5, 0, 0, 0},
     {ET_TETRA4, 3, 0.0, 0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0},
     {ET_TETRA4, 3, std::sqrt(6.0) * 1e-9, 0, 0, 0, 0.5, h3, 0, 1, 0, 0, 0.5, h3 / 3, 1e-9},
     join({ET_PYRA5, 3, 1.0}, pyramid(1)),

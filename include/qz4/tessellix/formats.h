@@ -87,7 +87,8 @@ QZ4_API int medit_tensor(const char* filename, const dense2D<double>& tensors);
 /// Status, in this order: -1 when check_IDs with NO_ID as node count fails
 /// (the layout of a mixed kind); -2 when the kind has no VTK cell (ET_NONE,
 /// ET_NODE, the mixed kinds); 0 for a connectivity without columns; -1 when
-/// it has fewer rows than corners; -199 when the lists could not grow; 0.
+/// it has fewer rows than corners; -199 when the lists could not grow
+/// (`count` and the lists as they were); 0.
 QZ4_API int vtk_convert(const dense2D<unsigned>& connectivity, element_type type, unsigned& count,
                         dense1D<unsigned>& cells, dense1D<unsigned>& types);
 
