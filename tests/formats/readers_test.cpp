@@ -326,6 +326,8 @@ TEST(VtkInput, RoundTripAndDamage) {
   EXPECT_TRUE(m.all() == expected && m.skipped == 1);
 
   const std::string head = "# vtk DataFile Version 2.0\n\nASCII\nDATASET UNSTRUCTURED_GRID\n";
+  const std::string v51 =
+      "# vtk DataFile Version 5.1\n\nASCII\nDATASET UNSTRUCTURED_GRID\nPOINTS 0 float\nCELLS 1 0\n";
   const std::pair<std::string, int> damaged[] = {
       {"# vtk DataFile Version 2.0\n\nBINARY\nDATASET STRUCTURED_POINTS\n", -2},
       {"# vtk Data File\n", -2},
@@ -333,9 +335,8 @@ TEST(VtkInput, RoundTripAndDamage) {
       {head + "POINTS 99999 float\n0 0 0\n", -3},
       {head + "POINTS 1431655765 float\n0 0 0\n", -3},  // nothing allocated for it
       {"# vtk Data File Version 2.0\n\nASCII\nDATASET UNSTRUCTURED_GRID\nPOINTS 0 float\n", -2},
-      {"# vtk DataFile Version 5.1\n\nASCII\nDATASET UNSTRUCTURED_GRID\nPOINTS 0 float\n"
-       "CELLS 1 0\nOFFSETS vtktypeint64\n0\nCONNECTIVITY double\nCELL_TYPES 0\n",
-       -3},
+      {v51 + "OFFSETS vtktypeint64\n0\nCONNECTIVITY double\nCELL_TYPES 0\n", -3},
+      {v51 + "OFFSETS double\nCELL_TYPES 0\n", -3},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 2\n1 1\nCELL_TYPES 1\n1\n", -4},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 3\n1 0\nCELL_TYPES 1\n1\n", -3},
       {head + "POINTS 1 float\n0 0 0\nCELLS 1 2\n1 0\n", -3},  // no types
