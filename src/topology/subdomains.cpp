@@ -60,17 +60,24 @@ int get_subdomains(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elemen
   starts.clear();
   const unsigned n = neighbors.cols();
   bit_vector seen(std::size_t(n) + 1);
-  if (!elements.reserve(n, 1)) return -199;
-  starts.push_back(0);
-  if (n == 0) return 0;
+  // push_back drops a value it has no room for: the size tells.
+  auto append = [&starts](unsigned v) {
+    const unsigned before = starts.size();
+    starts.push_back(v);
+    return starts.size() > before;
+  };
+  bool ok = elements.reserve(n, 1) && append(0);
   unsigned seed = 0;
-  for (;;) {
+  while (ok && n > 0) {
     while (seed < n && seen.test(seed)) ++seed;
     flood(neighbors, seed, seen, elements);
-    starts.push_back(elements.size());
+    ok = append(elements.size());
     if (elements.size() >= n || seed >= n) break;
   }
-  return 0;
+  if (ok) return 0;
+  elements.clear();
+  starts.clear();
+  return -199;
 }
 
 int get_subdomains(dense2D<unsigned>& connectivity, dense2D<unsigned>& neighbors,

@@ -38,11 +38,14 @@ inline V upto(unsigned n) {
 template <class Make, class F, class G>
 unsigned out_of_memory_on_fresh(Make make, F call, G untouched, int ok = 0) {
   std::vector<decltype(make())> in;
-  for (int i = 0; i < 64; ++i) in.push_back(make());
+  for (int i = 0; i < 128; ++i) in.push_back(make());
+  std::size_t next = 0;
   return expect_ok_or_out_of_memory(
       [&](unsigned k) {
-        const int s = call(in[k]);
-        EXPECT_TRUE(s != -199 || untouched(in[k])) << "allocation " << k;
+        EXPECT_LT(next, in.size());
+        auto& fresh = in[next++ % in.size()];
+        const int s = call(fresh);
+        EXPECT_TRUE(s != -199 || untouched(fresh)) << "allocation " << k;
         return s;
       },
       ok);

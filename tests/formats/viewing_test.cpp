@@ -122,9 +122,9 @@ TEST(VTK, CellsOfEveryLayout) {
   // Out of memory: the count and the lists stay as they were, even when
   // one list had room (types keeps its room from the calls above).
   const dense2D<unsigned> tetra = conn(4, {{0, 1, 2, 3}});
-  dense1D<unsigned> grown;
   expect_ok_or_out_of_memory([&] {
     unsigned n = 0;
+    dense1D<unsigned> grown;
     types.clear();
     const int s = vtk_convert(tetra, ET_TETRA4, n, grown, types);
     EXPECT_TRUE(s == 0 || (n == 0 && grown.empty() && types.empty()));

@@ -161,7 +161,7 @@ QZ4_API int copy_edges(const dense2D<unsigned>* first, const dense2D<unsigned>* 
 /// In: `neighbors`. Out: `elements`, the elements of subdomain k being
 /// elements[starts[k]] up to elements[starts[k+1]]; `starts`, beginning with
 /// 0 and ending with the column count ({0} for an empty matrix).
-/// Status: 0; -199 when `elements` could not be reserved.
+/// Status: 0; -199 when memory ran out (both lists then empty).
 QZ4_API int get_subdomains(const dense2D<unsigned>& neighbors, dense1D<unsigned>& elements,
                            dense1D<unsigned>& starts);
 
